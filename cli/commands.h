@@ -1,0 +1,8 @@
+// The subcommands of the `hordera` command. Each file of cli/ adds one subcommand to the
+// application; main() lists them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+// Exit status of the subcommand that ran; 0 only on success.
+extern int command_exit_status;
