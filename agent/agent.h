@@ -264,5 +264,47 @@ struct Agent {
 extern int32_t length_unit;
 // The rigid-body solver choice, 1 or 2.
 extern int32_t rbd_solver;
+// The global dynamics settings (a "dynamics" block at top level).
+extern DynamicsSettings global_dynamics;
+
+// Head and tail of the agent-type list, in creation order.
+extern Agent* first_agent_type;
+extern Agent* last_agent_type;
+// Head of the scene's agent list (instances), each linked to the next and the previous.
+extern Agent* root_agent;
+// The agent that channel reads and writes refer to; also the agent type a CDL read is filling.
+extern Agent* currentAgent;
+
+// Creates a zero-filled agent type named `name` (may be null), numbered one past the last type,
+// appended to the agent-type list, with its accept flag set and identity matrices.
+Agent* new_agent_type(const char* name);
+// The agent type of an agent: its `type` for an instance, the record itself for a type.
+Agent* agent_type_of(Agent* agent);
+// Creates an instance of `type`: its own copies of the type's segments (same order, parents and
+// children remapped, local matrices and channels copied) and user variables, identity matrices,
+// active, id 0. The instance is appended to the scene's agent list (`root_agent`).
+Agent* new_agent_instance(Agent* type);
+// Unlinks an instance from the scene's agent list and frees it with its own segments and values.
+void delete_agent_instance(Agent* agent);
+// Appends a segment with its defaults (mask 63, order 154707, infinite limits, box primitive,
+// identity matrices) to the agent's segment list; null when memory runs out.
+Segment* new_segment(Agent* agent, const char* name);
+// Appends a standin record (segment layout) to the agent's standin list.
+Segment* new_standin(Agent* agent, const char* name);
+// The first segment of the agent's list whose name equals `name` exactly, or null.
+Segment* findSegment(Agent* agent, const char* name);
+// The first agent of the scene's agent list whose name equals `name` exactly, or null.
+Agent* findAgent(const char* name);
+// The user variable of that name, or a new one (value 0) appended at the tail; null when memory
+// runs out.
+UserVar* new_userVar(Agent* agent, const char* name);
+// The user variable of that name, or null.
+UserVar* find_userVar(Agent* agent, const char* name);
+// Appends a variable definition to the agent type.
+VariableDef* new_variable_def(Agent* agent, const char* name, float default_value, float range_min,
+                              float range_max, const char* expression);
+// `path` relative to the directory `base` (both absolute), or a copy of `path` when it does not
+// lie below `base`; the result is allocated with malloc.
+char* get_relative_pathname(const char* path, const char* base);
 
 }  // extern "C"

@@ -42,4 +42,47 @@ struct Curve {
   Curve* next;
 };
 
+struct Action;
+struct Stream;
+
+// Text styles of a curve block: inside compressed action data, and inside plain text files.
+enum CurveTextStyle { CURVE_TEXT_ACTION = 0, CURVE_TEXT_PLAIN = 1 };
+
+// Creates an empty curve appended at the tail of `*list` (id one past the largest in the list);
+// with a null list a free-standing curve with id 0.
+Curve* newCurve(Curve** list);
+// Fresh storage for `n` keys of type linear, no channel name; any old storage is released.
+void curve_allocate_points(Curve* curve, int n);
+// Changes the key count to `n`, keeping the first min(old, n) keys of every array.
+void curve_reallocate_points(Curve* curve, int n);
+// Changes the curve type, rebuilding storage and computing automatic tangents as needed.
+void curve_set_type(Curve* curve, int type);
+// Removes key `index`.
+void curve_delete_point(Curve* curve, int index);
+// Value at phase `t`.
+float curve_evaluate(Curve* curve, float t);
+// Inserts a key at `t` holding the curve's value there; returns its index.
+int curve_insert_key(Curve* curve, float t);
+// Key setters.
+void curve_set_key_time(Curve* curve, int index, float time);
+void curve_set_key_value(Curve* curve, int index, float value);
+void curve_set_in_tangent(Curve* curve, int index, float x, float y);
+void curve_set_out_tangent(Curve* curve, int index, float x, float y);
+// Sorts keys by time; tangent arrays stay where they are.
+void curve_sort_keys(Curve* curve);
+void curve_value_range(Curve* curve, float* lo, float* hi);
+void curve_time_range(Curve* curve, float* lo, float* hi);
+void curve_unwrap_angles(Curve* curve);
+float curve_filter_value(Curve* curve, int centre, const float* weights, int width, int cyclic);
+// Frees a curve with its points and channel name (not unlinked).
+void curve_free(Curve* curve);
+// The first curve of the action whose points carry exactly this channel name.
+Curve* findCurve(Action* action, const char* channel);
+void deleteCurve(Action* action, Curve* curve);
+// Writes a curve block (nothing for a curve without points).
+void curve_write_text(Stream* stream, Curve* curve, int style);
+// Reads a curve block body (the line after "curve"); returns 1 when a block was read, 0 when the
+// first line was not part of a block (the input position is then set back).
+int curve_read_text(Stream* stream, Curve* curve);
+
 }  // extern "C"

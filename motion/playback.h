@@ -17,4 +17,24 @@ struct PlaybackSlot {
   float* data;           // per-playback record; data[7] is the playback's current rate
 };
 
+struct Agent;
+
+// 32.
+int number_of_playbacks(void);
+// Gives the agent a zero-filled table of 32 slots when it has none and it (or its prototype)
+// has actions.
+void create_playbacks(Agent* agent);
+// Rebuilds the agent's kickoffs after actions were added.
+void create_kickoffs(Agent* agent);
+// The first free slot, or null with " NO SPARE PLAYBACKS\n" on standard error.
+PlaybackSlot* playback_free_slot(Agent* agent);
+// State of a slot (0 without a table); for a slot in use also name, weight and phase.
+uint32_t getPlaybackInfo(Agent* agent, int slot, const char** name, float* weight, float* phase);
+// Normalised loop phase of a slot.
+float playback_loop_phase(const PlaybackSlot* slot);
+// Answers an action channel; returns 1 when answered, with the value in `*value`.
+int action_channel_query(Agent* agent, const char* name, float* value);
+// The latch test for a track: 1 or 0.
+int playback_latch(Agent* agent, int track);
+
 }  // extern "C"

@@ -95,4 +95,23 @@ struct OutputCopy {
   OutputCopy* next;
 };
 
+// Creates a node of `kind`, appended at the end of the agent type's brain list, with defaults.
+BrainNode* brain_new_node(Agent* agent, int kind);
+// Sets the kind and re-applies its defaults, naming the node after the kind.
+void brain_reset_node(BrainNode* node, int kind);
+// Resizes the input list, keeping the first entries; "AAARGH!!\n" when allocation fails.
+void brain_resize_inputs(BrainNode* node, int count);
+// Rebuilds every macro node's member list.
+void brain_rebuild_macros(Agent* agent);
+// Sets a fuzz node's inference kind (frees a user curve when leaving the user kind).
+void brain_set_inference(BrainNode* node, int inference);
+// The node of the brain with this id, or null.
+BrainNode* brain_find_node(Agent* agent, int id);
+// Checks the ids of the brain list after a read: every node gets a unique id from 1 to 65535.
+void brain_validate_ids(Agent* agent);
+// Binds every output node (agent type) or output copy (agent) to its channel.
+int compileOutputs(Agent* agent);
+// Gives an instance one output copy per output node of its type.
+void brain_create_output_copies(Agent* agent);
+
 }  // extern "C"
