@@ -90,13 +90,13 @@ struct Segment {
   Agent* agent;      // owning agent (type or instance) whose matrix closes the chain
   Segment* prev;     // links of the owner's segment list
   Segment* next;
-  Matrix matrix;       // current local transform
-  Matrix rest_matrix;  // rest pose local transform
-  Matrix last_matrix;  // previous frame's local transform
-  uint8_t dof;         // degree-of-freedom mask, default 63
-  int32_t order;       // rotation order code, default 154707
+  Matrix matrix;            // current local transform
+  Matrix rest_matrix;       // rest pose local transform
+  Matrix last_matrix;       // previous frame's local transform
+  uint8_t dof;              // degree-of-freedom mask, default 63
+  int32_t order;            // rotation order code, default 154707
   ChannelLimits limits[6];  // tx, ty, tz, rx, ry, rz
-  uint8_t primitive;        // sphere 1, tube 2, disc 3, box 4 (default), billboard 5, line 6, point 7
+  uint8_t primitive;  // sphere 1, tube 2, disc 3, box 4 (default), billboard 5, line 6, point 7
   float box_size[2];
   float size[3];
   float radius;
@@ -119,20 +119,20 @@ struct Segment {
   DynamicsSettings dynamics;
 
   // --- engine state beyond the documented fields ---
-  float channels[6];         // local channel values tx, ty, tz, rx, ry, rz (rotations in degrees)
-  float last_channels[6];    // the previous frame's channel values
-  float scale_factor;        // value bound by scale_var (1 when none)
-  float thickness_factor;    // value bound by thick_var (1 when none)
-  uint8_t animated;          // written to pose caches
-  float spawn;               // "spawn" channel
-  float previous_spawn;      // its value on the previous frame
-  char* spawn_group;         // the group that "spawn" creates agents in
-  float force[7];            // force, force.x/y/z, force.px/py/pz
-  float paint[5];            // paint.a, .b, .r, .g, .size
-  float ik[12];              // ik.active, .x, .y, .z, .hold, .grab, .flat, .twist, .amax, .rx, .ry, .rz
-  float rc[4];               // rc.active, .x, .y, .z
+  float channels[6];       // local channel values tx, ty, tz, rx, ry, rz (rotations in degrees)
+  float last_channels[6];  // the previous frame's channel values
+  float scale_factor;      // value bound by scale_var (1 when none)
+  float thickness_factor;  // value bound by thick_var (1 when none)
+  uint8_t animated;        // written to pose caches
+  float spawn;             // "spawn" channel
+  float previous_spawn;    // its value on the previous frame
+  char* spawn_group;       // the group that "spawn" creates agents in
+  float force[7];          // force, force.x/y/z, force.px/py/pz
+  float paint[5];          // paint.a, .b, .r, .g, .size
+  float ik[12];  // ik.active, .x, .y, .z, .hold, .grab, .flat, .twist, .amax, .rx, .ry, .rz
+  float rc[4];   // rc.active, .x, .y, .z
   float mass;
-  Segment* source;           // for an instance's segment: the agent type's segment it copies
+  Segment* source;  // for an instance's segment: the agent type's segment it copies
 };
 
 // A named float of an agent type; names are unique within the list.
@@ -141,7 +141,7 @@ struct UserVar {
   char* name;
   uint8_t defined;  // set when a "variables" block line gives the value
   UserVar* next;
-  uint8_t flags;    // bit 0: written to pose caches as "#v" lines
+  uint8_t flags;  // bit 0: written to pose caches as "#v" lines
 };
 
 // A "variable %s %f [%f %f]" definition.
@@ -211,43 +211,43 @@ struct Agent {
   char** rib_includes;  // per pass, or null
 
   // --- the agent (instance) ---
-  Agent* type;        // the agent type of an instance; null for an agent type
-  Agent* prototype;   // the group's prototype agent whose actions an instance shares
-  char* cdl_path;     // the agent type's CDL file, relative to the scene
+  Agent* type;       // the agent type of an instance; null for an agent type
+  Agent* prototype;  // the group's prototype agent whose actions an instance shares
+  char* cdl_path;    // the agent type's CDL file, relative to the scene
   int32_t type_number;
   int32_t id;
-  Matrix matrix;       // current world matrix
-  Matrix rest_matrix;  // rest pose
-  Matrix last_matrix;  // previous frame
+  Matrix matrix;            // current world matrix
+  Matrix rest_matrix;       // rest pose
+  Matrix last_matrix;       // previous frame
   Segment* attach_segment;  // segment of another agent this one is carried by
   float attach_weight;
 
   // --- engine state beyond the documented fields ---
   Segment* segments_tail;
   Segment* standins_tail;
-  char* cdl_file;         // the CDL file as loaded (absolute or as given)
-  char* cdl_directory;    // directory that relative paths of the file resolve against
-  uint8_t accept;         // "segment" and "fuzzy" lines add nothing while clear
-  Agent* render_agent;    // an agent type's single render agent
-  int32_t pass_index;     // render pass of the render agent, -1 for none
-  uint8_t* pass_flags;    // one flags byte per render pass
+  char* cdl_file;       // the CDL file as loaded (absolute or as given)
+  char* cdl_directory;  // directory that relative paths of the file resolve against
+  uint8_t accept;       // "segment" and "fuzzy" lines add nothing while clear
+  Agent* render_agent;  // an agent type's single render agent
+  int32_t pass_index;   // render pass of the render agent, -1 for none
+  uint8_t* pass_flags;  // one flags byte per render pass
   int32_t pass_flag_count;
   uint8_t active;
-  float activity;         // activity value read by the pose cache reader
+  float activity;  // activity value read by the pose cache reader
   uint8_t spawned;
-  uint8_t cache_input;    // marked for pose cache input
-  uint8_t changed;        // a variable changed since the last frame
-  float delete_value;     // "delete" channel
-  float scale;            // uniform scale
-  uint8_t rebuild;        // pending rebuild
+  uint8_t cache_input;  // marked for pose cache input
+  uint8_t changed;      // a variable changed since the last frame
+  float delete_value;   // "delete" channel
+  float scale;          // uniform scale
+  uint8_t rebuild;      // pending rebuild
   float subframe;
   int32_t birth_frame;
   Group* group;
-  float root[6];          // root channels rx, ry, rz, tx, ty, tz (degrees and units)
+  float root[6];  // root channels rx, ry, rz, tx, ty, tz (degrees and units)
   float last_root[6];
-  float motion[6];        // the six cached motion values
+  float motion[6];  // the six cached motion values
   float sound[6];
-  float* sim_values;      // simulation value table, or null
+  float* sim_values;  // simulation value table, or null
   int32_t sim_value_count;
   ValueSet* value_sets;
   PlaybackSlot* playbacks;  // 32 slots, or null
@@ -256,12 +256,20 @@ struct Agent {
   float parent_value;       // "parent" channel
   float polygonize;
   float sprite;
-  void* callbacks;          // per-frame callback records
-  void* geometry_hooks;     // per-frame geometry hooks of the render driver
+  void* callbacks;       // per-frame callback records
+  void* geometry_hooks;  // per-frame geometry hooks of the render driver
 };
 
 // The global unit of length: 1 metres (default), 2 "cm", 3 "foot", 4 "inch".
 extern int32_t length_unit;
+// Scene scale factors that follow the unit: units per metre (1, 100, 3.28084, 39.37008), the
+// coarse factor for default sizes (1, 100, 3, 40) and one centimetre in the unit (0.01, 1,
+// 0.032808, 0.3937).
+extern float units_per_metre;
+extern float unit_coarse_factor;
+extern float unit_centimetre;
+// Sets length_unit and its scale factors; a code outside 1..4 selects metres.
+void set_length_unit(int32_t code);
 // The rigid-body solver choice, 1 or 2.
 extern int32_t rbd_solver;
 // The global dynamics settings (a "dynamics" block at top level).
@@ -276,15 +284,21 @@ extern Agent* root_agent;
 extern Agent* currentAgent;
 
 // Creates a zero-filled agent type named `name` (may be null), numbered one past the last type,
-// appended to the agent-type list, with its accept flag set and identity matrices.
+// appended to the agent-type list, with its accept flag set, identity matrices, angle unit
+// degrees and scale 1. currentAgent is left to the caller.
 Agent* new_agent_type(const char* name);
 // The agent type of an agent: its `type` for an instance, the record itself for a type.
 Agent* agent_type_of(Agent* agent);
 // Creates an instance of `type`: its own copies of the type's segments (same order, parents and
-// children remapped, local matrices and channels copied) and user variables, identity matrices,
-// active, id 0. The instance is appended to the scene's agent list (`root_agent`).
+// children remapped, local matrices and channels copied, `source` set to the type's segment)
+// and user variables, identity matrices, active, id 0, name copied from the type, the type's
+// value settings copied (its name settings shared, not owned). The instance is appended at the
+// tail of the scene's agent list (`root_agent`). Null when memory runs out.
 Agent* new_agent_instance(Agent* type);
-// Unlinks an instance from the scene's agent list and frees it with its own segments and values.
+// Unlinks an instance from the scene's agent list and frees what it owns (name, CDL path,
+// segments, user variables); per-agent state of other subsystems (playbacks, value tables, ...)
+// must be released by them first. Clears currentAgent when it was this agent. Agent types are
+// not freed: for a record without `type` nothing happens.
 void delete_agent_instance(Agent* agent);
 // Appends a segment with its defaults (mask 63, order 154707, infinite limits, box primitive,
 // identity matrices) to the agent's segment list; null when memory runs out.
