@@ -1,26 +1,200 @@
-// The render-time cache of parsed pose-cache files.
+// The render-time cache of parsed pose-cache files: each file is parsed once into one record of
+// floats per agent id, and at most two parsed files are kept, oldest freed first.
 #include "motion/apf_cache.h"
 
+#include <cctype>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <list>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "agent/agent.h"
+#include "agent/skeleton.h"
+#include "motion/apf.h"
+#include "motion/stream.h"
 
 namespace {
 
 // Entries of the pose reader's shared line buffer.
 constexpr size_t kSharedLineEntries = 6000;
+// Initial size of the parser's work buffer, in floats; it doubles when a line holds more words.
+constexpr size_t kInitialWorkFloats = 2048;
+// Parsed files kept at once.
+constexpr size_t kMaxCachedFiles = 2;
+
+// One parsed file: a record of floats per agent id (record i belongs to id i + 1).
+struct ApfCacheFile {
+  std::string path;
+  std::vector<std::vector<float>> records;
+};
 
 bool g_cache_initialised = false;
 float* g_shared_line_buffer = nullptr;
+std::list<std::unique_ptr<ApfCacheFile>> g_files;
+size_t g_file_count = 0;
+
+// A file whose name ends in ".gz" is read as a gzip stream.
+bool is_compressed_name(const std::string& path) {
+  return path.ends_with(".gz");
+}
+
+bool starts_with_begin(const char* line) {
+  return std::strncmp(line, "BEGIN", 5) == 0;
+}
+
+// The id of a "BEGIN <base>_<id>" line: the number after the last "_", or 0.
+long begin_line_id(const char* line) {
+  const char* underscore = std::strrchr(line, '_');
+  if (!underscore) return 0;
+  return std::strtol(underscore + 1, nullptr, 10);
+}
+
+size_t count_words(const char* text) {
+  size_t words = 0;
+  bool in_word = false;
+  for (; *text; ++text) {
+    bool space = std::isspace(static_cast<unsigned char>(*text));
+    if (!space && !in_word) ++words;
+    in_word = !space;
+  }
+  return words;
+}
+
+// Parses `file->path`. Lines of a block have their first word (the segment name) skipped and
+// their numbers appended to the block's record up to the first word that is not a number; lines
+// whose first word begins with "#" (value sets, variables) are skipped whole.
+bool parse_file(ApfCacheFile* file) {
+  Stream* in = stream_open(file->path.c_str(), "r", is_compressed_name(file->path));
+  if (!in) {
+    std::fprintf(stderr, "Failed to open file '%s' for caching\n", file->path.c_str());
+    return false;
+  }
+  char line[kApfLineBytes];
+  long record_count = 0;
+  while (stream_gets(in, line, sizeof line)) {
+    if (!starts_with_begin(line)) continue;
+    long id = begin_line_id(line);
+    if (id > record_count) record_count = id;
+  }
+  // Ids far beyond what a line-limited file can describe are not trusted for allocation.
+  constexpr long kMaxRecords = 1L << 22;
+  if (record_count > kMaxRecords) record_count = kMaxRecords;
+  file->records.assign(static_cast<size_t>(record_count), {});
+
+  std::vector<float> work(kInitialWorkFloats);
+  stream_rewind(in);
+  std::vector<float>* record = nullptr;
+  while (stream_gets(in, line, sizeof line)) {
+    if (starts_with_begin(line)) {
+      long id = begin_line_id(line);
+      record =
+          id >= 1 && id <= record_count ? &file->records[static_cast<size_t>(id - 1)] : nullptr;
+      continue;
+    }
+    const char* text = line;
+    while (*text == ' ' || *text == '\t') ++text;
+    if (*text == '\n' || *text == '\r' || *text == '\0') {
+      // An empty line ends the block; blank lines inside are simply skipped.
+      if (line[0] == '\n' || line[0] == '\0') record = nullptr;
+      continue;
+    }
+    if (!record || *text == '#') continue;
+    size_t words = count_words(text);
+    while (words > work.size()) {
+      std::fprintf(stderr, "Buffer reallocation required for file '%s'\n", file->path.c_str());
+      work.resize(work.size() * 2);
+    }
+    while (*text && !std::isspace(static_cast<unsigned char>(*text))) ++text;
+    size_t count = 0;
+    while (count < work.size()) {
+      char* end = nullptr;
+      float value = std::strtof(text, &end);
+      if (end == text) break;
+      work[count++] = value;
+      text = end;
+    }
+    record->insert(record->end(), work.begin(), work.begin() + static_cast<long>(count));
+  }
+  stream_close(in);
+  return true;
+}
+
+ApfCacheFile* find_or_parse(const char* path) {
+  for (auto& file : g_files)
+    if (file->path == path) return file.get();
+  auto file = std::unique_ptr<ApfCacheFile>(new (std::nothrow) ApfCacheFile);
+  if (!file) {
+    std::fprintf(stderr, "apf_cache_read(): Out of memory allocating ApfCacheFile.\n");
+    return nullptr;
+  }
+  file->path = path;
+  if (!parse_file(file.get())) return nullptr;
+  g_files.push_back(std::move(file));
+  ++g_file_count;
+  return g_files.back().get();
+}
+
+// Applies one record to an agent: six channels per segment in order position, then the six
+// cached motion values (first two swapped), then blend weights.
+void apply_record(Agent* agent, const std::vector<float>& record) {
+  size_t next = 0;
+  const size_t total = record.size();
+  for (Segment* segment = agent->segments; segment && next < total; segment = segment->next) {
+    int entries[6];
+    order_unpack(segment->order, entries);
+    for (int k = 0; k < 6 && next < total; ++k, ++next) {
+      if (entries[k] >= ORDER_TX && entries[k] <= ORDER_RZ)
+        segment->channels[entries[k] - 1] = record[next];
+    }
+  }
+  if (next < total) {
+    static constexpr int kMotionSlot[6] = {1, 0, 2, 3, 4, 5};
+    for (int k = 0; k < 6 && next < total; ++k, ++next)
+      agent->motion[kMotionSlot[k]] = record[next];
+  }
+  if (next < total) apf_apply_blend_weights(agent, record.data() + next, total - next);
+  agent_pose_from_channels(agent);
+}
 
 }  // namespace
 
 extern "C" void apf_cache_init(void) {
   if (g_cache_initialised) return;
   g_cache_initialised = true;
+  g_files.clear();
+  g_file_count = 0;
   g_shared_line_buffer = static_cast<float*>(std::calloc(kSharedLineEntries, sizeof(float)));
 }
 
 extern "C" int apf_cache_read(const char* path, Agent* agent) {
-  (void)path;
-  (void)agent;
+  if (!agent || !path) return 0;
+  ApfCacheFile* file = nullptr;
+  try {
+    file = find_or_parse(path);
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "apf_cache_read(): Out of memory allocating ApfCacheFile.\n");
+    return 0;
+  }
+  if (!file) return 0;
+  if (agent->id < 1 || static_cast<size_t>(agent->id) > file->records.size()) return 0;
+  apply_record(agent, file->records[static_cast<size_t>(agent->id - 1)]);
+  while (g_file_count > kMaxCachedFiles) {
+    g_files.pop_front();
+    --g_file_count;
+  }
+  return 1;
+}
+
+extern "C" int apf_cache_file_count(void) {
+  return static_cast<int>(g_file_count);
+}
+
+extern "C" int apf_cache_holds(const char* path) {
+  for (auto& file : g_files)
+    if (file->path == path) return 1;
   return 0;
 }

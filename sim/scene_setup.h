@@ -53,10 +53,28 @@ struct Group {
   int64_t number;      // current number, used to name new agents
   int32_t spawns;      // agents of this group are made by "spawn"
   Group* next;
+  int32_t count;       // agents placed for frame 0
+  float spacing;       // distance between placed agents, in units of length
+  float origin[3];     // place of the first agent
 };
 
 // Finds a group by name.
 Group* findGroup(const char* name);
+// Creates a group of agents of `type` with `prototype` as its prototype agent, appended to the
+// group list; it places `count` agents for frame 0, `spacing` units apart in rows along x.
+Group* new_group(const char* name, Agent* type, Agent* prototype, int32_t count, float spacing);
+// Frees every group (the agents stay).
+void free_groups(void);
+// The name a group's agents are named after ("<name>.<number>"): its prototype's name, else its
+// agent type's name.
+const char* group_agent_name(const Group* group);
+// Creates one agent of the group numbered `number` (named "<agent name>.<number>", id `number`);
+// null when the group's agent type has no prototype.
+Agent* group_create_agent(Group* group, int64_t number);
+// Places every group for frame 0: creates the agents a group lacks and puts each at its place.
+void place_groups(void);
+// Updates every group for a new frame.
+void update_groups(int32_t frame);
 // Expands "$NAME" and "${NAME}" environment variables in a path; the result is malloc'ed.
 char* convert_env_variables(const char* path);
 
