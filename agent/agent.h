@@ -258,6 +258,7 @@ struct Agent {
   float sprite;
   void* callbacks;       // per-frame callback records
   void* geometry_hooks;  // per-frame geometry hooks of the render driver
+  float active_value;    // "active" channel as written by brains and set_sim_value
 };
 
 // The global unit of length: 1 metres (default), 2 "cm", 3 "foot", 4 "inch".
