@@ -116,6 +116,7 @@ struct Bone {
   Bone* next;
 
   // --- engine state beyond the documented fields ---
+  uint8_t bound;  // bind_matrix has been computed from the segment's rest transform
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -185,6 +186,18 @@ struct GeometryNode {
   GeometryNode* next;
 
   // --- engine state beyond the documented fields (meshes, weights, influences) ---
+  struct Mesh* mesh;            // the loaded mesh; receives the deformed result every frame
+  struct Mesh* reference_mesh;  // copy of the mesh as first loaded (blend shapes compare to it)
+  struct Mesh* rest_mesh;       // reference mesh through the node's transform; the skin reads it
+  float** weights;              // per-vertex weights: one array of mesh->point_count floats per
+                                // attached segment (per bone without an attach list), or null
+  int32_t weight_array_count;
+  int32_t influence_count;  // sparse influences, parallel arrays of influence_count entries:
+  int32_t* influence_vertex;  // vertex number
+  int32_t* influence_bone;    // position of the bone in the agent type's bone list
+  float* influence_weight;
+  uint8_t bones;       // bound to the skeleton: the node has influences and is skinned
+  uint8_t load_state;  // 0 not loaded yet, 1 loaded, 2 the load failed (not retried)
 };
 
 // ---------------------------------------------------------------------------------------------
