@@ -81,8 +81,30 @@ Curve* findCurve(Action* action, const char* channel);
 void deleteCurve(Action* action, Curve* curve);
 // Writes a curve block (nothing for a curve without points).
 void curve_write_text(Stream* stream, Curve* curve, int style);
-// Reads a curve block body (the line after "curve"); returns 1 when a block was read, 0 when the
-// first line was not part of a block (the input position is then set back).
+// Reads a curve block body (the line after "curve"); returns 1 when the block ended with its
+// "end curve" line, 0 otherwise. A line that belongs to no curve block ends the reading and sets
+// the input position back to where it stood on entry; the keys read up to then are kept.
 int curve_read_text(Stream* stream, Curve* curve);
 
 }  // extern "C"
+
+// Engine-internal helpers shared by the curve and action sources (not exported).
+namespace hordera {
+// True for the types that store in and out tangents (spline1d, spline2d).
+bool curve_type_is_spline(int type);
+// The keyword of a curve type as curve blocks write it; "null" for unknown numbers.
+const char* curve_type_keyword(int type);
+// The first type keyword found anywhere in `line`, in table order; 0 when none.
+int curve_type_from_text(const char* line);
+// Rebuilds the single key block for `count` keys with (`tangents`) or without tangent arrays,
+// keeping the first min(old, count) keys of every array both layouts share; new entries are 0.
+// On allocation failure prints "Out of memory allocating curve points.\n" and returns false with
+// the storage unchanged. A negative count counts as 0.
+bool curve_rebuild_storage(CurvePoints* points, int count, bool tangents);
+// Replaces the channel name of the curve's points with a copy of `channel` (null clears it).
+void curve_set_channel(Curve* curve, const char* channel);
+// Gives every key the automatic tangents of its neighbours (needs tangent arrays).
+void curve_auto_tangents(Curve* curve);
+// A copy of the curve with its points, not linked into any list; null when memory runs out.
+Curve* curve_copy(const Curve* curve);
+}  // namespace hordera
