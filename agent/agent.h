@@ -259,6 +259,7 @@ struct Agent {
   void* callbacks;       // per-frame callback records
   void* geometry_hooks;  // per-frame geometry hooks of the render driver
   float active_value;    // "active" channel as written by brains and set_sim_value
+  float root_rates[6];   // root channel rates per second, used in velocity mode
 };
 
 // The global unit of length: 1 metres (default), 2 "cm", 3 "foot", 4 "inch".
