@@ -12,13 +12,24 @@ struct PlaybackSlot {
   float phase;           // current phase
   float previous_phase;  // phase of the previous frame
   float weight;
-  float alt_weight;      // reported instead of weight in state 4
-  uint32_t state;        // 0 free; 1 and 2 running; 4 reports alt_weight
-  float* data;           // per-playback record; data[7] is the playback's current rate
+  float alt_weight;  // reported instead of weight in state 4
+  uint32_t state;    // 0 free; 1 and 2 running; 4 reports alt_weight
+  float* data;       // per-playback record; data[7] is the playback's current rate
 };
 
 struct Agent;
 
+// Slots in an agent's playback table.
+constexpr int kPlaybackSlots = 32;
+// Floats in each slot's per-playback record (`data`); the record lives in the same allocation
+// as the table, after the 32 slots, so freeing `Agent::playbacks` frees both.
+constexpr int kPlaybackDataFloats = 16;
+// Index of the playback's current rate in a slot's record.
+constexpr int kPlaybackDataRate = 7;
+
+// The action list that an agent plays from: its prototype's when it has one, else its own; an
+// instance without actions of its own uses its agent type's list. Null when there is none.
+Action* playback_actions(Agent* agent);
 // 32.
 int number_of_playbacks(void);
 // Gives the agent a zero-filled table of 32 slots when it has none and it (or its prototype)
