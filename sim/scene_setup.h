@@ -48,14 +48,14 @@ int add_render_pass(const char* name);
 // A group of agents of one agent type, placed in the scene.
 struct Group {
   char* name;
-  Agent* type;         // the agent type
-  Agent* prototype;    // prototype agent of the type for this group
-  int64_t number;      // current number, used to name new agents
-  int32_t spawns;      // agents of this group are made by "spawn"
+  Agent* type;       // the agent type
+  Agent* prototype;  // prototype agent of the type for this group
+  int64_t number;    // current number, used to name new agents
+  int32_t spawns;    // agents of this group are made by "spawn"
   Group* next;
-  int32_t count;       // agents placed for frame 0
-  float spacing;       // distance between placed agents, in units of length
-  float origin[3];     // place of the first agent
+  int32_t count;    // agents placed for frame 0
+  float spacing;    // distance between placed agents, in units of length
+  float origin[3];  // place of the first agent
 };
 
 // Finds a group by name.
