@@ -1,0 +1,263 @@
+// Skinning: bone bind matrices, sparse influences, linear blend skinning and the per-agent
+// deformation of every geometry node.
+#include "agent/skinning.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "agent/geometry.h"
+#include "agent/skeleton.h"
+#include "sim/vecmath.h"
+
+namespace {
+
+int bone_count(const Agent* type) {
+  int count = 0;
+  for (const Bone* bone = type ? type->bones : nullptr; bone != nullptr; bone = bone->next) ++count;
+  return count;
+}
+
+// The position in the type's bone list of the bone whose segment is `segment`, or -1.
+int bone_position_of(const Agent* type, const Segment* segment) {
+  if (segment == nullptr) return -1;
+  int position = 0;
+  for (const Bone* bone = type ? type->bones : nullptr; bone; bone = bone->next, ++position)
+    if (bone->segment == segment) return position;
+  return -1;
+}
+
+// The agent's own segment for a segment of its type: itself for an agent type, else the
+// instance segment copied from it.
+Segment* own_segment(Agent* agent, Segment* type_segment) {
+  if (agent == nullptr || type_segment == nullptr || agent->type == nullptr) return type_segment;
+  for (Segment* segment = agent->segments; segment != nullptr; segment = segment->next)
+    if (segment->source == type_segment) return segment;
+  return nullptr;
+}
+
+// Rest points of a node with its blend shapes added by weight. Deltas are kept in the mesh
+// file's space, so they go through the node's transform (without translation) to rest space.
+const Vector* blended_rest_points(const GeometryNode* node, const float* transform,
+                                  std::vector<Vector>& scratch) {
+  const Mesh* rest = node->rest_mesh;
+  const Mesh* reference = node->reference_mesh;
+  bool any = false;
+  for (const BlendShape* blend = node->blends; blend; blend = blend->next)
+    any |=
+        blend->data != nullptr && blend->weight != 0.0f && blend->vertex_count == rest->point_count;
+  if (!any) return nullptr;
+  scratch.assign(rest->points, rest->points + rest->point_count);
+  const bool transformed = !matrix_is_identity(transform);
+  for (const BlendShape* blend = node->blends; blend; blend = blend->next) {
+    if (blend->data == nullptr || blend->weight == 0.0f || blend->vertex_count != rest->point_count)
+      continue;
+    // Radial and cylindrical blends store target points; they move towards them linearly.
+    const bool targets = blend->mode == BLEND_RADIAL || blend->mode == BLEND_CYLINDRICAL;
+    if (targets && (reference == nullptr || reference->point_count != rest->point_count)) continue;
+    const float w = blend->weight;
+    for (int32_t v = 0; v < rest->point_count; ++v) {
+      Vector delta{blend->data[v * 3], blend->data[v * 3 + 1], blend->data[v * 3 + 2]};
+      if (targets) delta = vec_sub(&delta, &reference->points[v]);
+      if (transformed) delta = transformVector(&delta, transform);
+      scratch[v].x += w * delta.x;
+      scratch[v].y += w * delta.y;
+      scratch[v].z += w * delta.z;
+    }
+  }
+  return scratch.data();
+}
+
+// Re-makes a transformed node's reference and rest meshes when missing or stale, and moves the
+// rest mesh through the node's transform for this agent.
+void refresh_rest_mesh(Agent* agent, GeometryNode* node, float* transform) {
+  geometry_transform_matrix(agent, node, transform);
+  if (node->reference_mesh == nullptr ||
+      node->reference_mesh->point_count != node->mesh->point_count) {
+    mesh_free(node->reference_mesh);
+    node->reference_mesh = mesh_copy(node->mesh);
+  }
+  if (node->reference_mesh == nullptr) return;
+  if (node->rest_mesh == nullptr ||
+      node->rest_mesh->point_count != node->reference_mesh->point_count) {
+    mesh_free(node->rest_mesh);
+    node->rest_mesh = mesh_copy(node->reference_mesh);
+  }
+  if (node->rest_mesh == nullptr) return;
+  // Always restart from the reference, so that a transform that returns to the identity (a
+  // variable set back) leaves no trace of the previous agent's transform.
+  mesh_copy_points(node->reference_mesh, node->rest_mesh);
+  if (!matrix_is_identity(transform)) mesh_transform(node->rest_mesh, transform);
+}
+
+void deform_node(Agent* agent, GeometryNode* node, const std::vector<float>& matrices,
+                 int32_t matrix_count, std::vector<Vector>& scratch) {
+  Matrix transform;
+  hordera::matrix_identity(transform);
+  if (node->transforms != nullptr) refresh_rest_mesh(agent, node, transform);
+  Mesh* rest = node->rest_mesh;
+  Mesh* out = node->mesh;
+  if (rest == nullptr || out == nullptr || rest->point_count != out->point_count) return;
+  const Vector* points = blended_rest_points(node, transform, scratch);
+  if (node->bones && node->influence_count > 0) {
+    skin_mesh(rest, points, node->influence_count, node->influence_vertex, node->influence_bone,
+              node->influence_weight, matrices.data(), matrix_count, out);
+  } else {
+    // Not bound to the skeleton: the output is the rest mesh itself (transform and blends
+    // applied), which the render output carries by the node's segment.
+    mesh_copy_points(rest, out);
+    if (points != nullptr)
+      std::memcpy(out->points, points, sizeof(Vector) * static_cast<size_t>(out->point_count));
+  }
+  mesh_refresh(out, node->flip_normals);
+}
+
+}  // namespace
+
+extern "C" {
+
+void skin_bind_bones(Agent* type) {
+  for (Bone* bone = type ? type->bones : nullptr; bone != nullptr; bone = bone->next) {
+    if (bone->bound) continue;
+    bone->bound = 1;
+    hordera::matrix_identity(bone->bind_matrix);
+    if (bone->segment == nullptr) continue;
+    Matrix rest;
+    agentSpaceRest(bone->segment, rest);
+    if (hordera::matrix_invert(rest)) matrix_copy(rest, bone->bind_matrix);
+  }
+}
+
+int skin_build_influences(Agent* type, GeometryNode* node) {
+  if (node == nullptr) return 0;
+  std::free(node->influence_vertex);
+  std::free(node->influence_bone);
+  std::free(node->influence_weight);
+  node->influence_vertex = node->influence_bone = nullptr;
+  node->influence_weight = nullptr;
+  node->influence_count = 0;
+  node->bones = 0;
+  if (node->weights == nullptr || node->mesh == nullptr) return 0;
+  const int32_t vertex_count = node->mesh->point_count;
+  std::vector<int> array_bone(static_cast<size_t>(node->weight_array_count));
+  for (int32_t a = 0; a < node->weight_array_count; ++a)
+    array_bone[a] = node->attach_count > 0
+                        ? bone_position_of(type, a < node->attach_count && node->attach_segments
+                                                     ? node->attach_segments[a]
+                                                     : nullptr)
+                        : a;
+  std::vector<int32_t> vertices, bones;
+  std::vector<float> weights;
+  for (int32_t v = 0; v < vertex_count; ++v)
+    for (int32_t a = 0; a < node->weight_array_count; ++a) {
+      if (array_bone[a] < 0 || node->weights[a] == nullptr) continue;
+      const float w = node->weights[a][v];
+      if (w == 0.0f) continue;
+      vertices.push_back(v);
+      bones.push_back(array_bone[a]);
+      weights.push_back(w);
+    }
+  if (vertices.empty()) return 0;
+  const size_t n = vertices.size();
+  node->influence_vertex = static_cast<int32_t*>(std::malloc(n * sizeof(int32_t)));
+  node->influence_bone = static_cast<int32_t*>(std::malloc(n * sizeof(int32_t)));
+  node->influence_weight = static_cast<float*>(std::malloc(n * sizeof(float)));
+  if (!node->influence_vertex || !node->influence_bone || !node->influence_weight) {
+    std::free(node->influence_vertex);
+    std::free(node->influence_bone);
+    std::free(node->influence_weight);
+    node->influence_vertex = node->influence_bone = nullptr;
+    node->influence_weight = nullptr;
+    return 0;
+  }
+  std::memcpy(node->influence_vertex, vertices.data(), n * sizeof(int32_t));
+  std::memcpy(node->influence_bone, bones.data(), n * sizeof(int32_t));
+  std::memcpy(node->influence_weight, weights.data(), n * sizeof(float));
+  node->influence_count = static_cast<int32_t>(n);
+  node->bones = 1;
+  return node->influence_count;
+}
+
+int skin_bone_matrices(Agent* agent, float* out, int capacity) {
+  Agent* type = agent_type_of(agent);
+  if (type == nullptr) return 0;
+  int index = 0;
+  for (Bone* bone = type->bones; bone != nullptr; bone = bone->next, ++index) {
+    if (index >= capacity || out == nullptr) continue;
+    float* m = out + index * 16;
+    matrix_copy(bone->bind_matrix, m);
+    Segment* segment = own_segment(agent, bone->segment);
+    if (segment == nullptr) continue;
+    const float s = segment->scale_factor, t = segment->thickness_factor;
+    if (s != 1.0f || t != 1.0f) {
+      // Thickness scales the segment's x and z axes only.
+      Matrix scale = {s * t, 0, 0, 0, 0, s, 0, 0, 0, 0, s * t, 0, 0, 0, 0, 1};
+      matrix_mul(m, scale);
+    }
+    Matrix world;
+    worldSpace(segment, world);
+    matrix_mul(m, world);
+  }
+  return bone_count(type);
+}
+
+int skin_mesh(const Mesh* rest, const Vector* rest_points, int32_t influence_count,
+              const int32_t* vertices, const int32_t* bones, const float* weights,
+              const float* matrices, int32_t matrix_count, Mesh* out) {
+  if (rest == nullptr || out == nullptr || rest->point_count != out->point_count) return 0;
+  const int32_t n = out->point_count;
+  const Vector* points = rest_points != nullptr ? rest_points : rest->points;
+  const bool normals = rest->normals != nullptr && out->normals != nullptr;
+  if (n > 0) {
+    std::memset(out->points, 0, sizeof(Vector) * static_cast<size_t>(n));
+    if (normals) std::memset(out->normals, 0, sizeof(Vector) * static_cast<size_t>(n));
+  }
+  for (int32_t i = 0; i < influence_count; ++i) {
+    const int32_t v = vertices[i], b = bones[i];
+    if (v < 0 || v >= n || b < 0 || b >= matrix_count) continue;
+    const float w = weights[i];
+    const float* m = matrices + static_cast<size_t>(b) * 16;
+    const Vector& p = points[v];
+    Vector& q = out->points[v];
+    q.x += w * (p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12]);
+    q.y += w * (p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13]);
+    q.z += w * (p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]);
+    if (!normals) continue;
+    const Vector& r = rest->normals[v];
+    Vector& o = out->normals[v];
+    o.x += w * (r.x * m[0] + r.y * m[4] + r.z * m[8]);
+    o.y += w * (r.x * m[1] + r.y * m[5] + r.z * m[9]);
+    o.z += w * (r.x * m[2] + r.y * m[6] + r.z * m[10]);
+  }
+  return 1;
+}
+
+void agent_deform_geometry(Agent* agent) {
+  Agent* type = agent_type_of(agent);
+  if (type == nullptr) return;
+  agent_load_geometry(type);
+  skin_bind_bones(type);
+  // Scratch space reused across agents; the driver runs one agent at a time per thread.
+  thread_local std::vector<float> matrices;
+  thread_local std::vector<Vector> scratch;
+  const int count = bone_count(type);
+  matrices.assign(static_cast<size_t>(count) * 16, 0.0f);
+  skin_bone_matrices(agent, matrices.data(), count);
+  for (GeometryNode* node = type->geometry_nodes; node != nullptr; node = node->next)
+    if (!node->disabled && node->mesh != nullptr)
+      deform_node(agent, node, matrices, count, scratch);
+  for (OptionNode* option = type->option_nodes; option != nullptr; option = option->next) {
+    if (option->alternative_count <= 0 || option->alternatives == nullptr) continue;
+    int choice = option_choice(option);
+    choice = choice < 0
+                 ? 0
+                 : (choice >= option->alternative_count ? option->alternative_count - 1 : choice);
+    const OptionAlternative& chosen = option->alternatives[choice];
+    GeometryNode* node = chosen.kind == OPTION_GEOMETRY ? chosen.geometry : nullptr;
+    // Enabled nodes were deformed by the loop above already.
+    if (node != nullptr && node->disabled && node->mesh != nullptr)
+      deform_node(agent, node, matrices, count, scratch);
+  }
+}
+
+}  // extern "C"
