@@ -14,7 +14,7 @@ namespace {
 // Degrees to radians, as in curves and pose caches.
 constexpr float kDegreesPerRadian = 57.29578f;
 // Bounds that keep a damaged tree (a parent cycle, agents attached to each other) from hanging.
-constexpr int kMaxDepth = 100000;
+constexpr int kMaxDepth = 10000;
 constexpr int kMaxAttachDepth = 64;
 
 enum class Pose { current, rest, last };

@@ -1,0 +1,356 @@
+// Rotation orders, Euler angles, quaternions, skeleton walks and rotation-order conversion.
+#include "agent/skeleton.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "sim/vecmath.h"
+
+namespace {
+
+std::array<int, 6> entries_of(int32_t order) {
+  std::array<int, 6> e{};
+  order_unpack(order, e.data());
+  return e;
+}
+
+using Entries = std::array<int, 6>;
+
+TEST(RotationOrder, TextCodesPackingAndNormalisation) {
+  EXPECT_EQ(entries_of(154707), (Entries{4, 5, 6, 1, 2, 3}));
+  EXPECT_EQ(strToOrder("rx ry rz tx ty tz"), 154707);
+  EXPECT_EQ(entries_of(strToOrder("rz ry rx")), (Entries{6, 5, 4, 1, 2, 3}));
+  EXPECT_EQ(entries_of(strToOrder("  Rz\tRY   rX ")), (Entries{6, 5, 4, 1, 2, 3}));
+  EXPECT_EQ(entries_of(strToOrder("ry")), (Entries{5, 1, 2, 3, 4, 6}));
+  EXPECT_EQ(entries_of(strToOrder("")), (Entries{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(entries_of(strToOrder(nullptr)), (Entries{1, 2, 3, 4, 5, 6}));
+  // Containment, TX first: "XTXRZ" names TX.
+  EXPECT_EQ(entries_of(strToOrder("xtxrz")), (Entries{1, 2, 3, 4, 5, 6}));
+  // A word that names no channel takes a slot as 0; normalisation fills it, rotations first.
+  const int32_t unknown = strToOrder("foo");
+  EXPECT_EQ(entries_of(unknown), (Entries{0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(entries_of(order_normalise(unknown)), (Entries{6, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(entries_of(order_normalise(strToOrder("foo bar"))), (Entries{5, 6, 1, 2, 3, 4}));
+  const Entries partial{0, 3, 0, 4, 0, 0};
+  EXPECT_EQ(entries_of(order_normalise(order_pack(partial.data()))), (Entries{5, 3, 6, 4, 1, 2}));
+  // Words past the sixth are ignored.
+  EXPECT_EQ(entries_of(strToOrder("tz ty tx rz ry rx tx")), (Entries{3, 2, 1, 6, 5, 4}));
+  for (int32_t code : {154707, strToOrder("rz ry rx"), strToOrder("ty rz")})
+    EXPECT_EQ(order_pack(entries_of(code).data()), code);
+}
+
+TEST(RotationOrder, EulerCodes) {
+  EXPECT_EQ(order_euler_code(strToOrder("rx ry rz")), 0);
+  EXPECT_EQ(order_euler_code(strToOrder("rx rz ry")), 4);
+  EXPECT_EQ(order_euler_code(strToOrder("ry rz rx")), 8);
+  EXPECT_EQ(order_euler_code(strToOrder("ry")), 12);  // appended RX and RZ count
+  EXPECT_EQ(order_euler_code(strToOrder("rz rx ry")), 16);
+  EXPECT_EQ(order_euler_code(strToOrder("rz ry rx")), 20);
+  EXPECT_EQ(order_euler_code(strToOrder("tx ty rz ry rx tz")), 20);
+  const Entries two{6, 4, 1, 2, 3, 0};  // Z then X: Y is the missing third axis
+  EXPECT_EQ(order_euler_code(order_pack(two.data())), 16);
+  const Entries one{1, 5, 2, 3, 0, 0};
+  EXPECT_EQ(order_euler_code(order_pack(one.data())), 0);
+  const Entries none{1, 2, 3, 0, 0, 0};
+  EXPECT_EQ(order_euler_code(order_pack(none.data())), -1);
+  const Entries repeated{4, 4, 5, 1, 2, 3};
+  EXPECT_EQ(order_euler_code(order_pack(repeated.data())), -1);
+}
+
+void expect_matrix_near(const float* a, const float* b, float tolerance) {
+  for (int i = 0; i < 16; ++i) EXPECT_NEAR(a[i], b[i], tolerance) << "element " << i;
+}
+
+const char* const kOrders[6] = {"rx ry rz", "rx rz ry", "ry rz rx",
+                                "ry rx rz", "rz rx ry", "rz ry rx"};
+
+TEST(EulerAngles, MatrixRoundTripInAllSixOrders) {
+  const float rx = 0.3f, ry = -0.7f, rz = 1.1f;
+  for (const char* text : kOrders) {
+    SCOPED_TRACE(text);
+    const int32_t order = strToOrder(text);
+    Matrix m;
+    rotation_matrix_from_angles(rx, ry, rz, order, m);
+    float ox = 9, oy = 9, oz = 9;
+    rotationsFromMatrix(m, &ox, &oy, &oz, order);
+    EXPECT_NEAR(ox, rx, 1e-5f);
+    EXPECT_NEAR(oy, ry, 1e-5f);
+    EXPECT_NEAR(oz, rz, 1e-5f);
+  }
+}
+
+TEST(EulerAngles, FirstEntryActsFirstAndGimbalLockStillRebuildsTheMatrix) {
+  // Order RZ RX: (1, 0, 0) turned 90 degrees about z becomes (0, 1, 0), then about x (0, 0, 1).
+  const float quarter = static_cast<float>(M_PI / 2);
+  Matrix m;
+  rotation_matrix_from_angles(quarter, 0.0f, quarter, strToOrder("rz rx"), m);
+  const Vector p{1, 0, 0};
+  const Vector q = transformPoint(&p, m);
+  EXPECT_NEAR(q.x, 0.0f, 1e-6f);
+  EXPECT_NEAR(q.y, 0.0f, 1e-6f);
+  EXPECT_NEAR(q.z, 1.0f, 1e-6f);
+  // Middle angle at 90 degrees: the angles are not unique, the rotation they give is.
+  for (const char* text : kOrders) {
+    SCOPED_TRACE(text);
+    const int32_t order = strToOrder(text);
+    const int code = order_euler_code(order);
+    float angles[3] = {0.4f, 0.4f, 0.4f};
+    // Put 90 degrees on the middle axis of this order.
+    const int middle[6] = {1, 2, 2, 0, 0, 1};
+    angles[middle[code / 4]] = quarter;
+    Matrix original, rebuilt;
+    rotation_matrix_from_angles(angles[0], angles[1], angles[2], order, original);
+    float out[3] = {0, 0, 0};
+    rotationsFromMatrix(original, &out[0], &out[1], &out[2], order);
+    rotation_matrix_from_angles(out[0], out[1], out[2], order, rebuilt);
+    expect_matrix_near(original, rebuilt, 1e-3f);
+  }
+  // No rotation entry: outputs untouched.
+  const Entries none{1, 2, 3, 0, 0, 0};
+  float x = 7, y = 8, z = 9;
+  rotationsFromMatrix(m, &x, &y, &z, order_pack(none.data()));
+  EXPECT_EQ(x, 7);
+  EXPECT_EQ(y, 8);
+  EXPECT_EQ(z, 9);
+}
+
+// Rotates p by the unit quaternion q: q p q*.
+Vector rotate_by(const float* q, Vector p) {
+  const float x = q[0], y = q[1], z = q[2], w = q[3];
+  // t = 2 (q.xyz x p); p' = p + w t + q.xyz x t
+  const float tx = 2 * (y * p.z - z * p.y), ty = 2 * (z * p.x - x * p.z),
+              tz = 2 * (x * p.y - y * p.x);
+  return {p.x + w * tx + (y * tz - z * ty), p.y + w * ty + (z * tx - x * tz),
+          p.z + w * tz + (x * ty - y * tx)};
+}
+
+TEST(Quaternions, RoundTripAndAgreementWithTheMatrix) {
+  const float rx = -0.45f, ry = 0.9f, rz = 0.25f;
+  for (const char* text : kOrders) {
+    SCOPED_TRACE(text);
+    const int32_t order = strToOrder(text);
+    float q[4];
+    angles_to_quaternion(rx, ry, rz, order, q);
+    EXPECT_NEAR(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3], 1.0f, 1e-5f);
+    float ox = 0, oy = 0, oz = 0;
+    quaternion_to_angles(q, &ox, &oy, &oz, order);
+    EXPECT_NEAR(ox, rx, 1e-5f);
+    EXPECT_NEAR(oy, ry, 1e-5f);
+    EXPECT_NEAR(oz, rz, 1e-5f);
+    // The quaternion turns a point as the matrix of the same angles does.
+    Matrix m;
+    rotation_matrix_from_angles(rx, ry, rz, order, m);
+    const Vector p{0.3f, -1.2f, 2.0f};
+    const Vector by_matrix = transformPoint(&p, m);
+    const Vector by_quaternion = rotate_by(q, p);
+    EXPECT_NEAR(by_matrix.x, by_quaternion.x, 1e-5f);
+    EXPECT_NEAR(by_matrix.y, by_quaternion.y, 1e-5f);
+    EXPECT_NEAR(by_matrix.z, by_quaternion.z, 1e-5f);
+  }
+  // A scaled quaternion gives the same angles.
+  float q[4];
+  angles_to_quaternion(rx, ry, rz, 154707, q);
+  for (float& c : q) c *= 3.0f;
+  float ox = 0, oy = 0, oz = 0;
+  quaternion_to_angles(q, &ox, &oy, &oz, 154707);
+  EXPECT_NEAR(ox, rx, 1e-5f);
+}
+
+// Fills m with a translation.
+void translation(float* m, float x, float y, float z) {
+  hordera::matrix_identity(m);
+  m[12] = x;
+  m[13] = y;
+  m[14] = z;
+}
+
+TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
+  Agent* type = new_agent_type("walk");
+  Segment* hip = new_segment(type, "hip");
+  Segment* knee = new_segment(type, "knee");
+  knee->parent = hip;
+  hip->child = knee;
+  hordera::matrix_identity(hip->matrix);
+  z_rotate(hip->matrix, static_cast<float>(M_PI / 2));  // hip turned 90 degrees about z
+  hip->matrix[13] = 1.0f;
+  translation(knee->matrix, 1, 0, 0);
+  translation(type->matrix, 10, 0, 0);
+
+  // Without a parent: local times agent matrix.
+  Matrix world, expected;
+  worldSpace(hip, world);
+  matrix_copy(hip->matrix, expected);
+  matrix_mul(expected, type->matrix);
+  expect_matrix_near(world, expected, 1e-6f);
+
+  // The knee's offset along x is turned onto y by the hip.
+  float x, y, z;
+  segmentInAgentSpace(knee, &x, &y, &z);
+  EXPECT_NEAR(x, 0.0f, 1e-6f);
+  EXPECT_NEAR(y, 2.0f, 1e-6f);
+  segmentInWorldSpace(knee, &x, &y, &z);
+  EXPECT_NEAR(x, 10.0f, 1e-6f);
+  EXPECT_NEAR(y, 2.0f, 1e-6f);
+  EXPECT_NEAR(z, 0.0f, 1e-6f);
+
+  // Rest and previous-frame walks read their own matrices.
+  translation(knee->rest_matrix, 0, 0, 5);
+  translation(type->rest_matrix, 0, 0, 1);
+  worldSpaceRest(knee, world);
+  EXPECT_NEAR(world[14], 6.0f, 1e-6f);
+  agentSpaceRest(knee, world);
+  EXPECT_NEAR(world[14], 5.0f, 1e-6f);
+  translation(type->last_matrix, 0, -3, 0);
+  worldSpaceLast(knee, world);
+  EXPECT_NEAR(world[13], -3.0f, 1e-6f);
+
+  // Attachment: a carrier agent's segment continues the chain, unless the weight is 0.
+  Agent* carrier = new_agent_type("carrier");
+  Segment* hand = new_segment(carrier, "hand");
+  translation(hand->matrix, 0, 0, 100);
+  translation(hand->last_matrix, 0, 0, 50);
+  translation(hand->rest_matrix, 0, 0, 70);
+  type->attach_segment = hand;
+  type->attach_weight = 0.0f;
+  segmentInWorldSpace(knee, &x, &y, &z);
+  EXPECT_NEAR(z, 0.0f, 1e-6f);
+  type->attach_weight = 1.0f;
+  segmentInWorldSpace(knee, &x, &y, &z);
+  EXPECT_NEAR(x, 10.0f, 1e-6f);
+  EXPECT_NEAR(z, 100.0f, 1e-6f);
+  worldSpaceLast(knee, world);
+  EXPECT_NEAR(world[14], 50.0f, 1e-6f);
+  worldSpaceRest(knee, world);  // the rest pose is never carried
+  EXPECT_NEAR(world[14], 6.0f, 1e-6f);
+  segmentInAgentSpace(knee, &x, &y, &z);
+  EXPECT_NEAR(z, 0.0f, 1e-6f);
+  // Agents carried by each other, and a parent cycle, end instead of hanging.
+  carrier->attach_segment = knee;
+  carrier->attach_weight = 1.0f;
+  worldSpace(knee, world);
+  type->attach_segment = nullptr;
+  hip->parent = knee;
+  worldSpace(knee, world);
+  hip->parent = nullptr;
+}
+
+TEST(Walks, LocalMatrixFromChannelsRotatesThenTranslates) {
+  Agent* type = new_agent_type("pose");
+  Segment* arm = new_segment(type, "arm");
+  Segment* leg = new_segment(type, "leg");
+  arm->channels[0] = 1.0f;   // tx
+  arm->channels[5] = 90.0f;  // rz, degrees
+  leg->channels[1] = 2.0f;
+  leg->last_channels[2] = -4.0f;
+  agent_pose_from_channels(type);
+  const Vector p{1, 0, 0};
+  const Vector q = transformPoint(&p, arm->matrix);
+  EXPECT_NEAR(q.x, 1.0f, 1e-5f);
+  EXPECT_NEAR(q.y, 1.0f, 1e-5f);
+  EXPECT_NEAR(q.z, 0.0f, 1e-5f);
+  EXPECT_EQ(arm->matrix[15], 1.0f);
+  EXPECT_EQ(leg->matrix[13], 2.0f);
+  EXPECT_EQ(leg->last_matrix[14], 0.0f);
+  agent_last_pose_from_channels(type);
+  EXPECT_EQ(leg->last_matrix[14], -4.0f);
+  EXPECT_EQ(leg->matrix[13], 2.0f);
+  // The segment's order decides which rotation acts first.
+  arm->channels[0] = 0.0f;
+  arm->channels[3] = 90.0f;
+  arm->order = strToOrder("rz rx");
+  segment_pose_from_channels(arm);
+  const Vector r = transformPoint(&p, arm->matrix);
+  EXPECT_NEAR(r.z, 1.0f, 1e-5f);
+}
+
+// A curve with its own key storage, values only, named `channel`.
+Curve* hand_made_curve(Action* action, const char* channel, std::initializer_list<float> values) {
+  auto* curve = static_cast<Curve*>(calloc(1, sizeof(Curve)));
+  auto* points = static_cast<CurvePoints*>(calloc(1, sizeof(CurvePoints)));
+  const int n = static_cast<int>(values.size());
+  points->channel = strdup(channel);
+  points->type = CURVE_LINEAR;
+  points->count = n;
+  points->time = static_cast<float*>(calloc(2 * n, sizeof(float)));
+  points->value = points->time + n;
+  int i = 0;
+  for (float v : values) {
+    points->time[i] = static_cast<float>(i) / n;
+    points->value[i++] = v;
+  }
+  curve->points = points;
+  curve->next = action->curves;
+  if (action->curves) action->curves->prev = curve;
+  action->curves = curve;
+  return curve;
+}
+
+void free_curves(Action* action) {
+  for (Curve* c = action->curves; c;) {
+    Curve* next = c->next;
+    free(c->points->channel);
+    free(c->points->time);
+    free(c->points);
+    free(c);
+    c = next;
+  }
+  action->curves = nullptr;
+}
+
+TEST(ConvertRotationOrder, ReexpressesEveryKeyAndWarnsOnAMismatchedOrder) {
+  Agent* type = new_agent_type("convert");
+  Segment* neck = new_segment(type, "neck");
+  const int32_t xyz = strToOrder("rx ry rz");
+  const int32_t zyx = strToOrder("rz ry rx");
+  Action action{};
+  Curve* rx = hand_made_curve(&action, "neck:rx", {10.0f, -30.0f, 0.0f});
+  Curve* ry = hand_made_curve(&action, "neck:ry", {20.0f, 45.0f, 0.0f});
+  Curve* rz = hand_made_curve(&action, "neck:rz", {30.0f, 5.0f, 0.0f});
+  hand_made_curve(&action, "other:rx", {1.0f});
+  const float before[3][3] = {{10, 20, 30}, {-30, 45, 5}, {0, 0, 0}};
+
+  neck->order = xyz;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(convertRotationOrder(&action, neck, xyz, zyx), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  for (int n = 0; n < 3; ++n) {
+    SCOPED_TRACE(n);
+    const float d = 57.29578f;
+    Matrix original, converted;
+    rotation_matrix_from_angles(before[n][0] / d, before[n][1] / d, before[n][2] / d, xyz,
+                                original);
+    rotation_matrix_from_angles(rx->points->value[n] / d, ry->points->value[n] / d,
+                                rz->points->value[n] / d, zyx, converted);
+    expect_matrix_near(original, converted, 1e-5f);
+  }
+  // The first key really changed (the two orders differ for these angles).
+  EXPECT_GT(std::fabs(rx->points->value[0] - 10.0f), 0.1f);
+  EXPECT_EQ(neck->order, xyz);  // the segment keeps its order
+
+  // Mismatching from-order: warning with the segment name, converted anyway.
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(convertRotationOrder(&action, neck, zyx, xyz), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "WARNING: convertRotationOrder() from_order does not match neck order.\n");
+  EXPECT_NEAR(rx->points->value[0], 10.0f, 1e-3f);
+  EXPECT_NEAR(ry->points->value[1], 45.0f, 1e-3f);
+
+  // No curves for the segment: nothing converted.
+  Segment* tail = new_segment(type, "tail");
+  tail->order = xyz;
+  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 0);
+  free_curves(&action);
+
+  // Only ry present: its key count drives the conversion and only it is written.
+  Curve* alone = hand_made_curve(&action, "tail:ry", {30.0f, 60.0f});
+  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
+  EXPECT_NEAR(alone->points->value[1], 60.0f, 1e-3f);
+  free_curves(&action);
+}
+
+}  // namespace
