@@ -2,6 +2,7 @@
 // deformation of every geometry node.
 #include "agent/skinning.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -248,10 +249,13 @@ void agent_deform_geometry(Agent* agent) {
       deform_node(agent, node, matrices, count, scratch);
   for (OptionNode* option = type->option_nodes; option != nullptr; option = option->next) {
     if (option->alternative_count <= 0 || option->alternatives == nullptr) continue;
-    int choice = option_choice(option);
-    choice = choice < 0
-                 ? 0
-                 : (choice >= option->alternative_count ? option->alternative_count - 1 : choice);
+    // The selector's value rounded (floor of value + 0.5), clamped to its alternatives.
+    const double rounded = std::floor(double(option->value) + 0.5);
+    int choice = 0;  // negative (or not a number) picks the first alternative
+    if (rounded >= option->alternative_count)
+      choice = option->alternative_count - 1;
+    else if (rounded >= 0)
+      choice = static_cast<int>(rounded);
     const OptionAlternative& chosen = option->alternatives[choice];
     GeometryNode* node = chosen.kind == OPTION_GEOMETRY ? chosen.geometry : nullptr;
     // Enabled nodes were deformed by the loop above already.
