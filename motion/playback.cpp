@@ -34,6 +34,12 @@ void create_playbacks(Agent* agent) {
   agent->playbacks = table;
 }
 
+void playback_free_table(Agent* agent) {
+  if (agent == nullptr) return;
+  std::free(agent->playbacks);
+  agent->playbacks = nullptr;
+}
+
 void create_kickoffs(Agent* agent) {
   // This engine starts no actions by itself (no kickoff evaluator); what remains is keeping the
   // table consistent with the action list after actions were added or replaced: a slot that

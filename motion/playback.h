@@ -35,7 +35,11 @@ int number_of_playbacks(void);
 // Gives the agent a zero-filled table of 32 slots when it has none and it (or its prototype)
 // has actions.
 void create_playbacks(Agent* agent);
-// Rebuilds the agent's kickoffs after actions were added.
+// Frees the agent's playback table (slots and their records) and clears the reference.
+void playback_free_table(Agent* agent);
+// Brings the agent's playback state in line with its action list after actions were added or
+// replaced. It starts no action (this engine has no kickoff evaluator): it releases slots whose
+// action is no longer listed and gives every action a non-zero playback scale.
 void create_kickoffs(Agent* agent);
 // The first free slot, or null with " NO SPARE PLAYBACKS\n" on standard error.
 PlaybackSlot* playback_free_slot(Agent* agent);
