@@ -1,0 +1,126 @@
+// Taking the geometry shader's parameter string apart into a render-arguments record.
+#include "mray/parameter_string.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mray/renderer_memory.h"
+
+namespace mray {
+namespace {
+
+bool is_blank(char c) {
+  return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+// The words of `text`: a word ends at the next white space and a run of white space separates
+// two words, so white space at the start yields an empty first word.
+std::vector<std::string_view> split_words(std::string_view text) {
+  std::vector<std::string_view> words;
+  size_t at = 0;
+  while (at < text.size()) {
+    const size_t start = at;
+    while (at < text.size() && !is_blank(text[at])) ++at;
+    words.push_back(text.substr(start, at - start));
+    while (at < text.size() && is_blank(text[at])) ++at;
+  }
+  return words;
+}
+
+// A renderer-owned, NUL-terminated copy of `word`; null when no memory is to be had.
+char* copy_word(std::string_view word) {
+  char* copy = static_cast<char*>(MRAY_ALLOCATE(word.size() + 1));
+  if (copy != nullptr) std::memcpy(copy, word.data(), word.size());
+  return copy;
+}
+
+// A word read as a number starts with a digit, a sign or a decimal point.
+bool looks_numeric(std::string_view word) {
+  const char c = word.empty() ? '\0' : word.front();
+  return std::isdigit(static_cast<unsigned char>(c)) || c == '-' || c == '.' || c == '+';
+}
+
+}  // namespace
+
+void init_render_args(MrayRenderArgs* args) {
+  std::memset(args, 0, sizeof *args);
+  args->id = -1;
+  args->frame = 1;
+}
+
+bool is_apf_file_name(const char* word) {
+  const char* apf = std::strstr(word, ".apf");
+  return apf != nullptr && (std::strcmp(apf, ".apf") == 0 || std::strcmp(apf, ".apf.gz") == 0);
+}
+
+void parse_parameter_string(MrayRenderArgs* args, const char* text) {
+  const std::vector<std::string_view> words = split_words(text);
+  if (words.size() < 2) {
+    std::fputs("not enough parameters\n", stderr);
+    return;
+  }
+  const int pair_count = (static_cast<int>(words.size()) - 3) / 2;
+  if (pair_count != 0) {
+    args->pairs = static_cast<MrayPair*>(
+        MRAY_TEST_ALLOCATE(sizeof(MrayPair) * static_cast<size_t>(pair_count)));
+    // Without an array there is nothing to fill, so the record claims no pairs.
+    args->pair_count = args->pairs != nullptr ? pair_count : 0;
+  }
+
+  bool frame_read = false;
+  int pair = 0;
+  for (const std::string_view word : words) {
+    if (args->cdl_file == nullptr) {
+      args->cdl_file = copy_word(word);
+    } else if (args->motion_file == nullptr && args->apf_file == nullptr) {
+      char* copy = copy_word(word);
+      if (copy != nullptr && is_apf_file_name(copy))
+        args->apf_file = copy;
+      else
+        args->motion_file = copy;
+    } else if (!frame_read) {
+      args->frame = std::atoi(std::string(word).c_str());
+      frame_read = true;
+    } else if (pair < args->pair_count) {
+      // A last name without a value has no record of its own and is dropped.
+      MrayPair& current = args->pairs[pair];
+      if (current.name[0] == '\0') {
+        // Names longer than the buffer are cut to fit it.
+        const size_t length = std::min<size_t>(word.size(), MRAY_PAIR_NAME_MAX);
+        std::memcpy(current.name, word.data(), length);
+        current.name[length] = '\0';
+      } else {
+        if (looks_numeric(word)) {
+          current.number = static_cast<float>(std::atof(std::string(word).c_str()));
+          current.kind = MRAY_PAIR_NUMBER;
+        } else {
+          current.string = copy_word(word);
+          current.kind = MRAY_PAIR_STRING;
+        }
+        ++pair;
+      }
+    }
+  }
+}
+
+void free_render_args(MrayRenderArgs* args) {
+  MI_CALL(mi_debug, "-->mray_args_free()\n");
+  if (args == nullptr) return;
+  if (args->cdl_file) MRAY_RELEASE(args->cdl_file);
+  if (args->motion_file) MRAY_RELEASE(args->motion_file);
+  if (args->apf_file) MRAY_RELEASE(args->apf_file);
+  if (args->pairs != nullptr) {
+    for (int i = 0; i < args->pair_count; ++i)
+      if (args->pairs[i].string) MRAY_RELEASE(args->pairs[i].string);
+    MRAY_RELEASE(args->pairs);
+  }
+  MRAY_RELEASE(args);
+}
+
+}  // namespace mray
