@@ -2,6 +2,7 @@
 // channels of the other animated segments, and the optional sound, value-set and variable lines.
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -51,6 +52,14 @@ void flatten(double angles[3]) {
   }
 }
 
+// A float as the decimal number it was set to (its shortest faithful text), so that a channel
+// set to 0.005 is rounded as 0.005 and not as the float just below it.
+double decimal_value(float value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.7g", static_cast<double>(value));
+  return std::strtod(text, nullptr);
+}
+
 // Writes six channel values in the order's positions: translations with `translation_format`,
 // rotations with `rotation_format` or " 0" when they are too small to matter.
 void write_channels(Stream* out, const float values[6], int32_t order,
@@ -66,7 +75,7 @@ void write_channels(Stream* out, const float values[6], int32_t order,
     if (entry <= ORDER_TZ) {
       stream_printf(out, translation_format, value);
     } else if (std::fabs(value) > kZeroRotation) {
-      stream_printf(out, rotation_format, value);
+      stream_printf(out, rotation_format, decimal_value(value));
     } else {
       stream_printf(out, " 0");
     }

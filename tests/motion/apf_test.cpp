@@ -1,0 +1,308 @@
+// Pose-cache files: the exact text written, names found again, the "#spawn" difference between
+// plain and gzip files, skipped lines, round trips and missing files.
+#include "motion/apf.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "agent/agent.h"
+#include "agent/skeleton.h"
+#include "motion/stream.h"
+#include "sim/scene_setup.h"
+#include "sim/simulation.h"
+#include "sim/vecmath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ApfTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = fs::path(testing::TempDir()) /
+                 ("apf_test_" + std::to_string(::getpid()) + "_" +
+                  testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::create_directories(directory_);
+    type_ = new_agent_type("man");
+    new_segment(type_, "root");
+    Segment* arm = new_segment(type_, "arm");
+    arm->animated = 1;
+  }
+  void TearDown() override {
+    while (root_agent) delete_agent_instance(root_agent);
+    free_groups();
+    apf_sound_output = apf_value_set_output = apf_variable_output = 0;
+    fs::remove_all(directory_);
+  }
+
+  Agent* make_agent(const char* base, int id) {
+    Agent* agent = new_agent_instance(type_);
+    free(agent->name);
+    agent->name = strdup((std::string(base) + "." + std::to_string(id)).c_str());
+    agent->id = id;
+    agent->activity = 1;
+    agent->birth_frame = -1;
+    return agent;
+  }
+
+  std::string dir() const { return directory_.string(); }
+  std::string file(int frame, bool compressed) const {
+    char path[4096];
+    apf_file_name(path, sizeof path, dir().c_str(), frame, compressed);
+    return path;
+  }
+  std::string read_text(int frame, bool compressed) const {
+    Stream* in = stream_open(file(frame, compressed).c_str(), "r", compressed);
+    EXPECT_NE(in, nullptr);
+    std::string text;
+    char buffer[4096];
+    size_t n;
+    while (in && (n = stream_read(in, buffer, sizeof buffer)) > 0) text.append(buffer, n);
+    stream_close(in);
+    return text;
+  }
+  void write_text(int frame, bool compressed, const std::string& text) const {
+    Stream* out = stream_open(file(frame, compressed).c_str(), "w", compressed);
+    ASSERT_NE(out, nullptr);
+    stream_write(out, text.data(), text.size());
+    stream_close(out);
+  }
+
+  fs::path directory_;
+  Agent* type_ = nullptr;
+};
+
+TEST_F(ApfTest, FileNamesUseSlashAndPlainFrameNumber) {
+  char name[256];
+  apf_file_name(name, sizeof name, "/sim", 7, 0);
+  EXPECT_STREQ(name, "/sim/frame.7.apf");
+  apf_file_name(name, sizeof name, "/sim", 120, 1);
+  EXPECT_STREQ(name, "/sim/frame.120.apf.gz");
+}
+
+TEST_F(ApfTest, SmallRotationsAreWrittenAsZeroAndOthersRounded) {
+  Agent* agent = make_agent("man", 12);
+  Segment* root = agent->segments;
+  hordera::matrix_identity(root->matrix);
+  x_rotate(root->matrix, 0.005f / 57.2957795f);
+  y_rotate(root->matrix, 0.003f / 57.2957795f);
+  root->matrix[12] = 1.5f;
+  Segment* arm = root->next;
+  arm->channels[0] = 2.5f;    // tx
+  arm->channels[3] = 0.005f;  // rx
+  arm->channels[4] = 0.003f;  // ry
+  arm->channels[5] = -45.0f;  // rz
+  ASSERT_EQ(apf_write(dir().c_str(), 3, 0), 1);
+  EXPECT_EQ(read_text(3, false),
+            "BEGIN man_12\n"
+            "root 0.005 0 0 1.500000 0.000000 0.000000\n"
+            "arm 0.01 0 -45.00 2.5 0 0\n");
+}
+
+TEST_F(ApfTest, BlocksAreSeparatedAndSpawnLinesPrecedeNewAgents) {
+  Group* group = new_group("crowd", type_, type_, 0, 1);
+  make_agent("man", 1);
+  Agent* second = make_agent("big_man", 2);
+  second->group = group;
+  second->birth_frame = 4;
+  Agent* inactive = make_agent("man", 3);
+  inactive->active = 0;
+  ASSERT_EQ(apf_write(dir().c_str(), 4, 0), 1);
+  std::string text = read_text(4, false);
+  EXPECT_EQ(text.rfind("BEGIN man_1\n", 0), 0u) << text;
+  EXPECT_NE(text.find("\n\n#spawn crowd 2\n\nBEGIN big_man_2\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("man_3"), std::string::npos);
+}
+
+TEST_F(ApfTest, NamesAreFoundAgainThroughTheLastUnderscore) {
+  Agent* man = make_agent("man", 12);
+  Agent* big = make_agent("big_man", 3);
+  write_text(1, false,
+             "BEGIN man_12\nroot 1 2 3 0 0 0\n\n"
+             "BEGIN big_man_3\nroot 4 5 6 0 0 0\n");
+  ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
+  // Default order RX RY RZ TX TY TZ: the first three values are rotations.
+  EXPECT_FLOAT_EQ(man->segments->channels[3], 1);
+  EXPECT_FLOAT_EQ(man->segments->channels[5], 3);
+  EXPECT_FLOAT_EQ(big->segments->channels[3], 4);
+  EXPECT_FLOAT_EQ(big->segments->channels[5], 6);
+}
+
+TEST_F(ApfTest, UnknownSegmentLineIsSkippedAndShortLinesKeepLaterChannels) {
+  Agent* agent = make_agent("man", 5);
+  Segment* arm = agent->segments->next;
+  arm->channels[2] = 99;  // tz, beyond what the line gives
+  write_text(2, false,
+             "BEGIN man_5\nnosuch 7 7 7 7 7 7\narm 10 20 30 1 2\nroot 0 0 0 8 9 10\n\n"
+             "arm 5 5 5 5 5 5\n");
+  ASSERT_EQ(apf_read(dir().c_str(), 2, 0, 0), 1);
+  EXPECT_FLOAT_EQ(arm->channels[0], 0);  // agent not marked for cache input: untouched
+  agent->cache_input = 1;
+  ASSERT_EQ(apf_read(dir().c_str(), 2, 0, 0), 1);
+  EXPECT_FLOAT_EQ(arm->channels[3], 10);
+  EXPECT_FLOAT_EQ(arm->channels[5], 30);
+  EXPECT_FLOAT_EQ(arm->channels[0], 1);
+  EXPECT_FLOAT_EQ(arm->channels[1], 2);
+  EXPECT_FLOAT_EQ(arm->channels[2], 99);
+  EXPECT_FLOAT_EQ(agent->segments->channels[0], 8);  // block continued after the unknown line
+  // The line after the empty line is outside the block.
+  EXPECT_FLOAT_EQ(arm->channels[4], 20);
+  // The pose follows the channels.
+  EXPECT_FLOAT_EQ(agent->segments->matrix[12], 8);
+}
+
+TEST_F(ApfTest, SpawnLineWithIdSpawnsOnlyFromPlainFiles) {
+  new_group("crowd", type_, type_, 0, 1);
+  const std::string text = "#spawn crowd 5\n\nBEGIN man_5\nroot 0 0 0 1 2 3\n";
+  write_text(1, true, text);
+  ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 1), 1);
+  EXPECT_EQ(findAgent("man.5"), nullptr);
+
+  write_text(1, false, text);
+  ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
+  Agent* spawned = findAgent("man.5");
+  ASSERT_NE(spawned, nullptr);
+  EXPECT_EQ(spawned->id, 5);
+  EXPECT_FLOAT_EQ(spawned->segments->channels[1], 2);
+  // Reading the same file again does not create a second agent.
+  ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
+  int count = 0;
+  for (Agent* a = root_agent; a; a = a->next) count += std::strcmp(a->name, "man.5") == 0;
+  EXPECT_EQ(count, 1);
+
+  // Without `create` nothing is spawned; a group-only line acts in a gzip file.
+  write_text(2, true, "#spawn crowd\n\n");
+  ASSERT_EQ(apf_read(dir().c_str(), 2, 0, 1), 1);
+  EXPECT_EQ(findAgent("man.0"), nullptr);
+  ASSERT_EQ(apf_read(dir().c_str(), 2, 1, 1), 1);
+  EXPECT_NE(findAgent("man.0"), nullptr);
+}
+
+TEST_F(ApfTest, RoundTripInBothCompressions) {
+  for (int compressed = 0; compressed < 2; ++compressed) {
+    SCOPED_TRACE(compressed);
+    apf_sound_output = apf_value_set_output = apf_variable_output = 1;
+    Agent* agent = make_agent("man", 1);
+    UserVar* speed = new_userVar(agent, "speed");
+    speed->value = 2.25f;
+    speed->flags = 1;
+    new_userVar(agent, "hidden")->value = 7;
+    ValueSet set = {};
+    char* members[2] = {const_cast<char*>("a"), const_cast<char*>("b")};
+    float values[2] = {0.5f, -1.25f};
+    set.name = const_cast<char*>("mood");
+    set.count = 2;
+    set.members = members;
+    set.values = values;
+    agent->value_sets = &set;
+    for (int i = 0; i < 6; ++i) agent->sound[i] = static_cast<float>(i) + 0.5f;
+    Segment* root = agent->segments;
+    root->channels[0] = 3;
+    root->channels[4] = 30;  // ry
+    segment_pose_from_channels(root);
+    Segment* arm = root->next;
+    float arm_channels[6] = {0.25f, -1, 2, 12.5f, -33.25f, 90};
+    std::memcpy(arm->channels, arm_channels, sizeof arm_channels);
+
+    ASSERT_EQ(apf_write(dir().c_str(), 9, compressed), 1);
+    std::string text = read_text(9, compressed);
+    EXPECT_NE(text.find("sound 0.5 1.5 2.5 3.5 4.5 5.5\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("#:mood 0.500000 -1.250000\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("#v speed 2.250000\n"), std::string::npos) << text;
+    EXPECT_EQ(text.find("hidden"), std::string::npos);
+
+    std::memset(arm->channels, 0, sizeof arm->channels);
+    std::memset(root->channels, 0, sizeof root->channels);
+    std::memset(agent->sound, 0, sizeof agent->sound);
+    values[0] = values[1] = 0;
+    speed->value = 0;
+    agent->changed = 0;
+    ASSERT_EQ(apf_read(dir().c_str(), 9, 1, compressed), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(arm->channels[i], arm_channels[i], 1e-4) << i;
+    EXPECT_NEAR(root->channels[0], 3, 1e-5);
+    EXPECT_NEAR(root->channels[4], 30, 1e-3);
+    EXPECT_FLOAT_EQ(agent->sound[5], 5.5f);
+    EXPECT_FLOAT_EQ(values[1], -1.25f);
+    EXPECT_FLOAT_EQ(speed->value, 2.25f);
+    EXPECT_EQ(agent->changed, 1);
+    agent->value_sets = nullptr;
+    delete_agent_instance(agent);
+  }
+}
+
+TEST_F(ApfTest, FlattensRootRotationsWithTwoLargeAngles) {
+  // A rotation of 180 degrees about x and about z is a rotation of 180 about y.
+  Matrix world;
+  hordera::matrix_identity(world);
+  y_rotate(world, 3.14159265f);
+  float degrees[3];
+  apf_root_rotations(world, kDefaultRotationOrder, degrees);
+  for (float d : degrees) EXPECT_LE(std::fabs(d), 180.001f);
+  Matrix rebuilt;
+  rotation_matrix_from_angles(degrees[0] / 57.2957795f, degrees[1] / 57.2957795f,
+                              degrees[2] / 57.2957795f, kDefaultRotationOrder, rebuilt);
+  for (int i = 0; i < 11; ++i) EXPECT_NEAR(rebuilt[i], world[i], 1e-4) << i;
+}
+
+TEST_F(ApfTest, MissingFileWarnsOncePerAffectedAgentAndZeroesMotion) {
+  Agent* first = make_agent("man", 1);
+  Agent* second = make_agent("man", 2);
+  first->motion[0] = second->motion[3] = 4;
+  second->cache_input = 1;
+  std::string path = file(77, false);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_read(dir().c_str(), 77, 0, 0), 0);
+  std::string warning = "Warning: Couldn't open APF file \"" + path + "\"\n";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), warning);
+  EXPECT_FLOAT_EQ(first->motion[0], 4);
+  EXPECT_FLOAT_EQ(second->motion[3], 0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_read(dir().c_str(), 77, 1, 0), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), warning + warning);
+  EXPECT_FLOAT_EQ(first->motion[0], 0);
+}
+
+TEST_F(ApfTest, UnwritableDirectoryReportsTheError) {
+  make_agent("man", 1);
+  std::string missing = dir() + "/no/such";
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_write(missing.c_str(), 1, 0), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ERROR: Couldn't write to " + missing + "/frame.1.apf\n");
+}
+
+TEST_F(ApfTest, MotionBlurWritesThePreviousFrameFromLastChannels) {
+  apf_sound_output = 1;
+  Agent* agent = make_agent("man", 1);
+  Segment* arm = agent->segments->next;
+  arm->channels[0] = 5;
+  arm->last_channels[0] = 4;
+  ASSERT_EQ(apf_write_motion_blur(dir().c_str(), 6, 0), 1);
+  std::string previous = read_text(5, false);
+  std::string current = read_text(6, false);
+  EXPECT_NE(previous.find("arm 0 0 0 4 0 0\n"), std::string::npos) << previous;
+  EXPECT_EQ(previous.find("sound"), std::string::npos);
+  EXPECT_NE(current.find("arm 0 0 0 5 0 0\n"), std::string::npos) << current;
+  EXPECT_NE(current.find("sound"), std::string::npos);
+}
+
+TEST_F(ApfTest, HostileFilesDoNotCrash) {
+  Agent* agent = make_agent("man", 1);
+  std::string long_line = "BEGIN man_1\narm" + std::string(20000, '1') + "\n";
+  write_text(1, false, long_line + "root 1 2 3\n");
+  EXPECT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
+  write_text(2, false, "BEGIN\n#spawn\n#v\n#:\nsound x\nBEGIN man_1\n#v\n#:\nsound\n");
+  EXPECT_EQ(apf_read(dir().c_str(), 2, 1, 0), 1);
+  std::ofstream(file(3, true), std::ios::binary) << "\x1f\x8b\x08garbage-not-deflate";
+  EXPECT_EQ(apf_read(dir().c_str(), 3, 1, 1), 1);
+  EXPECT_NE(agent, nullptr);
+}
+
+}  // namespace
