@@ -84,6 +84,7 @@ struct BrainNode {
   int32_t child_id;   // "child %d"
   float* alt_inputs;  // reserved for alternative inputs
   char* text;         // comment text or expression
+  uint32_t keyword_flags;  // BRAIN_KEYWORD_* bits of the flag lines the agent file gave
 };
 
 // One output node's binding for one agent.
