@@ -81,7 +81,7 @@ bool parse_file(ApfCacheFile* file) {
     if (id > record_count) record_count = id;
   }
   // Ids far beyond what a line-limited file can describe are not trusted for allocation.
-  constexpr long kMaxRecords = 1L << 22;
+  constexpr long kMaxRecords = 1L << 20;
   if (record_count > kMaxRecords) record_count = kMaxRecords;
   file->records.assign(static_cast<size_t>(record_count), {});
 

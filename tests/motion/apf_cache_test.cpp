@@ -1,0 +1,149 @@
+// The renderer's cache of parsed pose-cache files: records by id, channel order, motion values,
+// the two-file limit and hostile files.
+#include "motion/apf_cache.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "agent/agent.h"
+#include "agent/skeleton.h"
+#include "motion/stream.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ApfCacheTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    apf_cache_init();
+    directory_ = fs::path(testing::TempDir()) /
+                 ("apf_cache_test_" + std::to_string(::getpid()) + "_" +
+                  testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::create_directories(directory_);
+    type_ = new_agent_type("man");
+    new_segment(type_, "root");
+    new_segment(type_, "arm")->order = strToOrder("rz ry rx");
+  }
+  void TearDown() override {
+    while (root_agent) delete_agent_instance(root_agent);
+    fs::remove_all(directory_);
+  }
+
+  Agent* make_agent(int id) {
+    Agent* agent = new_agent_instance(type_);
+    agent->id = id;
+    return agent;
+  }
+  std::string write(const std::string& leaf, const std::string& text, bool compressed = false) {
+    std::string path = (directory_ / leaf).string();
+    Stream* out = stream_open(path.c_str(), "w", compressed);
+    EXPECT_NE(out, nullptr);
+    stream_write(out, text.data(), text.size());
+    stream_close(out);
+    return path;
+  }
+
+  fs::path directory_;
+  Agent* type_ = nullptr;
+};
+
+const char* kThreeAgents =
+    "BEGIN man_1\nroot 1 1 1 1 1 1\n\n"
+    "#spawn crowd 3\n\n"
+    "BEGIN man_3\n  root 10 20 30 40 50 60\n#v speed 2\narm 1 2 3 4 5 6\n"
+    "motion 70 71 72 73 74 75\n\n"
+    "BEGIN man_2\nroot 2 2 2 2 2 2\n";
+
+TEST_F(ApfCacheTest, AppliesRecordsByIdInChannelOrder) {
+  for (int compressed = 0; compressed < 2; ++compressed) {
+    std::string path = write(compressed ? "a.apf.gz" : "a.apf", kThreeAgents, compressed);
+    Agent* agent = make_agent(3);
+    ASSERT_EQ(apf_cache_read(path.c_str(), agent), 1);
+    Segment* root = agent->segments;
+    Segment* arm = root->next;
+    // Root, default order RX RY RZ TX TY TZ.
+    EXPECT_FLOAT_EQ(root->channels[3], 10);
+    EXPECT_FLOAT_EQ(root->channels[5], 30);
+    EXPECT_FLOAT_EQ(root->channels[0], 40);
+    EXPECT_FLOAT_EQ(root->channels[2], 60);
+    // Arm, order RZ RY RX TX TY TZ.
+    EXPECT_FLOAT_EQ(arm->channels[5], 1);
+    EXPECT_FLOAT_EQ(arm->channels[4], 2);
+    EXPECT_FLOAT_EQ(arm->channels[3], 3);
+    EXPECT_FLOAT_EQ(arm->channels[0], 4);
+    // Motion values, the first two swapped.
+    EXPECT_FLOAT_EQ(agent->motion[0], 71);
+    EXPECT_FLOAT_EQ(agent->motion[1], 70);
+    EXPECT_FLOAT_EQ(agent->motion[5], 75);
+    // The pose follows the channels.
+    EXPECT_FLOAT_EQ(root->matrix[12], 40);
+
+    Agent* beyond = make_agent(4);
+    EXPECT_EQ(apf_cache_read(path.c_str(), beyond), 0);
+    Agent* none = make_agent(0);
+    EXPECT_EQ(apf_cache_read(path.c_str(), none), 0);
+    EXPECT_EQ(apf_cache_read(path.c_str(), nullptr), 0);
+  }
+}
+
+TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
+  Agent* agent = make_agent(1);
+  std::string first = write("1.apf", "BEGIN man_1\nroot 1 0 0 0 0 0\n");
+  std::string second = write("2.apf", "BEGIN man_1\nroot 2 0 0 0 0 0\n");
+  std::string third = write("3.apf", "BEGIN man_1\nroot 3 0 0 0 0 0\n");
+  ASSERT_EQ(apf_cache_read(first.c_str(), agent), 1);
+  ASSERT_EQ(apf_cache_read(second.c_str(), agent), 1);
+  ASSERT_EQ(apf_cache_read(third.c_str(), agent), 1);
+  EXPECT_EQ(apf_cache_file_count(), 2);
+  EXPECT_FALSE(apf_cache_holds(first.c_str()));
+  EXPECT_TRUE(apf_cache_holds(second.c_str()));
+  EXPECT_TRUE(apf_cache_holds(third.c_str()));
+  // A parsed file is not read again: a change on disk is not seen while it is cached.
+  write("3.apf", "BEGIN man_1\nroot 9 0 0 0 0 0\n");
+  ASSERT_EQ(apf_cache_read(third.c_str(), agent), 1);
+  EXPECT_FLOAT_EQ(agent->segments->channels[3], 3);
+}
+
+TEST_F(ApfCacheTest, ReportsMissingFilesAndWideLines) {
+  Agent* agent = make_agent(1);
+  std::string missing = (directory_ / "none.apf").string();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Failed to open file '" + missing + "' for caching\n");
+
+  std::string wide = "root";
+  for (int i = 0; i < 3000; ++i) wide += " 1";
+  std::string path = write("wide.apf", "BEGIN man_1\n" + wide + "\n");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_cache_read(path.c_str(), agent), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Buffer reallocation required for file '" + path + "'\n");
+  EXPECT_FLOAT_EQ(agent->segments->next->channels[0], 1);
+}
+
+TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
+  Agent* agent = make_agent(1);
+  std::string plain = std::string(kThreeAgents);
+  // Truncated gzip: the first half of a valid compressed file.
+  std::string full = write("t.apf.gz", plain, true);
+  std::string bytes((std::istreambuf_iterator<char>(std::ifstream(full, std::ios::binary).rdbuf())),
+                    {});
+  std::ofstream(full, std::ios::binary | std::ios::trunc) << bytes.substr(0, bytes.size() / 2);
+  apf_cache_read(full.c_str(), agent);
+  std::string corrupt = (directory_ / "c.apf.gz").string();
+  std::ofstream(corrupt, std::ios::binary) << "\x1f\x8b\x08\x00garbage that is not deflate";
+  apf_cache_read(corrupt.c_str(), agent);
+  std::string overlong = write("o.apf", "BEGIN man_1\nroot" + std::string(30000, '7') + "\n");
+  apf_cache_read(overlong.c_str(), agent);
+  std::string huge = write("h.apf", "BEGIN man_99999999999\nBEGIN\nBEGIN man_-4\nroot x 1\n");
+  EXPECT_EQ(apf_cache_read(huge.c_str(), agent), 1);
+}
+
+}  // namespace
