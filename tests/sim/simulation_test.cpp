@@ -1,0 +1,226 @@
+// The simulation loop: time after reset, the reset channel, the spawn edge, the delete pass and
+// the succession of the current agent, groups, callbacks and the pose-cache output.
+#include "sim/simulation.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "agent/agent.h"
+#include "sim/channels.h"
+#include "sim/scene_setup.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class SimulationTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    type_ = new_agent_type("man");
+    new_segment(type_, "root");
+    new_segment(type_, "hand");
+  }
+  void TearDown() override {
+    while (root_agent) sim_delete_agent(root_agent);
+    free_groups();
+    sim_hooks = {};
+    sim_settings = {};
+    reset_request = 0;
+    currentAgent = nullptr;
+  }
+  Agent* make_agent(const char* name) {
+    Agent* agent = new_agent_instance(type_);
+    std::free(agent->name);
+    agent->name = strdup(name);
+    agent->scale = 1;
+    return agent;
+  }
+  static int count_agents() {
+    int count = 0;
+    for (Agent* agent = root_agent; agent; agent = agent->next) ++count;
+    return count;
+  }
+
+  Agent* type_ = nullptr;
+};
+
+TEST_F(SimulationTest, TimeAdvancesFromZeroAndResetRequestsRestart) {
+  resetAll();
+  EXPECT_EQ(simTime, 0);
+  EXPECT_EQ(floatTime, 0.0f);
+  nextFrame(0);
+  nextFrame(0);
+  EXPECT_EQ(simTime, 2);
+  EXPECT_FLOAT_EQ(floatTime, 2.0f / 24.0f);
+  nextFrame(0);
+  currentAgent = make_agent("writer");
+  set_sim_value("reset", 1.0f);
+  EXPECT_GT(reset_request, 0.5f);
+  nextFrame(0);
+  EXPECT_EQ(simTime, 1);
+  EXPECT_FLOAT_EQ(floatTime, 1.0f / 24.0f);
+  EXPECT_EQ(reset_request, 0.0f);  // one request, one reset
+  nextFrame(0);
+  EXPECT_EQ(simTime, 2);
+}
+
+TEST_F(SimulationTest, SpawnFiresOnStrictRisingEdges) {
+  Group* crowd = new_group("crowd", type_, type_, 0, 1);
+  resetAll();
+  Agent* parent = make_agent("parent");
+  parent->root[3] = 5;  // tx
+  Segment* hand = parent->segments->next;
+  hand->spawn_group = strdup("crowd");
+  hand->channels[1] = 2;  // ty of the hand, local
+  const float values[] = {0, 1, 1, 0, 1, 0.5f, 1, 0.4f, 0.6f};
+  std::vector<int> counts;
+  for (float value : values) {
+    hand->spawn = value;
+    nextFrame(0);
+    counts.push_back(count_agents());
+  }
+  // 0 -> 1 -> 1 -> 0 -> 1 spawns twice; a previous value of exactly 0.5 is not low; 0.4 is.
+  EXPECT_EQ(counts, (std::vector<int>{1, 2, 2, 2, 3, 3, 3, 3, 4}));
+  Agent* first = findAgent("man.1");
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->birth_frame, 2);
+  EXPECT_EQ(first->spawned, 1);
+  EXPECT_EQ(first->group, crowd);
+  EXPECT_FLOAT_EQ(first->root[3], 5);  // placed at the hand
+  EXPECT_FLOAT_EQ(first->root[4], 2);
+  EXPECT_NE(findAgent("man.2"), nullptr);
+  EXPECT_EQ(crowd->spawns, 1);
+  std::free(hand->spawn_group);
+  hand->spawn_group = nullptr;
+  // A reset removes the spawned agents.
+  resetAll();
+  EXPECT_EQ(count_agents(), 1);
+}
+
+TEST_F(SimulationTest, DeletedAgentIsGoneBeforeTheFrameWorksAndCurrentMovesOn) {
+  resetAll();
+  Agent* a = make_agent("a");
+  Agent* b = make_agent("b");
+  Agent* c = make_agent("c");
+  a->active = 0;
+  currentAgent = b;
+  b->delete_value = 1.0f;
+  static bool b_seen_during_frame;
+  static Agent* current_during_frame;
+  b_seen_during_frame = true;
+  sim_hooks.evaluate_brains = [] {
+    b_seen_during_frame = findAgent("b") != nullptr;
+    current_during_frame = currentAgent;
+  };
+  nextFrame(0);
+  EXPECT_FALSE(b_seen_during_frame);
+  EXPECT_EQ(current_during_frame, c);  // the inactive first agent is passed over
+  EXPECT_EQ(currentAgent, c);
+
+  // With no active agent left, the head of the list becomes current.
+  c->delete_value = 2.0f;
+  nextFrame(0);
+  EXPECT_EQ(currentAgent, a);
+  EXPECT_EQ(count_agents(), 1);
+  // An agent below 1.0 stays.
+  a->delete_value = 0.99f;
+  nextFrame(0);
+  EXPECT_EQ(count_agents(), 1);
+}
+
+TEST_F(SimulationTest, GroupsPlaceAgentsAndNameInstances) {
+  Group* group = new_group("crowd", type_, type_, 4, 2.0f);
+  resetAll();
+  ASSERT_EQ(count_agents(), 4);
+  Agent* fourth = findAgent("man.4");
+  ASSERT_NE(fourth, nullptr);
+  EXPECT_EQ(fourth->id, 4);
+  EXPECT_FLOAT_EQ(fourth->matrix[12], 2.0f);  // rows of two along x, then along z
+  EXPECT_FLOAT_EQ(fourth->matrix[14], 2.0f);
+  EXPECT_EQ(fourth->spawned, 0);
+  // A second reset places the same agents again instead of adding more.
+  fourth->root[3] = 50;
+  resetAll();
+  EXPECT_EQ(count_agents(), 4);
+  EXPECT_FLOAT_EQ(findAgent("man.4")->root[3], 2.0f);
+
+  nextFrame(0);
+  Agent* made = createInstance(group);
+  ASSERT_NE(made, nullptr);
+  EXPECT_STREQ(made->name, "man.5");
+  EXPECT_EQ(made->birth_frame, 1);
+  EXPECT_EQ(made->prototype, type_);
+  EXPECT_EQ(group->number, 6);
+
+  Group* orphan = new_group("orphans", type_, nullptr, 0, 1);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(createInstance(orphan), nullptr);
+  EXPECT_EQ(createInstance(nullptr), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ERROR: create_instance(NULL)\nERROR: create_instance(NULL)\n");
+}
+
+TEST_F(SimulationTest, CallbacksRunForActiveScaledAgentsInOrder) {
+  resetAll();
+  Agent* a = make_agent("a");
+  Agent* b = make_agent("b");
+  Agent* hidden = make_agent("hidden");
+  hidden->scale = 0;
+  static std::vector<std::string> calls;
+  calls.clear();
+  auto record = [](Agent* agent, int32_t frame, FrameCallback* self) {
+    calls.push_back(std::string(agent->name) + "@" + std::to_string(frame) + ":" +
+                    static_cast<const char*>(self->data));
+  };
+  add_frame_callback(a, record, const_cast<char*>("x"));
+  add_frame_callback(a, record, const_cast<char*>("y"));
+  add_frame_callback(b, record, const_cast<char*>("z"));
+  add_frame_callback(hidden, record, const_cast<char*>("never"));
+  nextFrame(0);
+  EXPECT_EQ(calls, (std::vector<std::string>{"a@1:x", "a@1:y", "b@1:z"}));
+  resetAll();  // callbacks are per-run state
+  nextFrame(0);
+  EXPECT_EQ(calls.size(), 3u);
+}
+
+TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {
+  fs::path dir = fs::path(testing::TempDir()) / ("sim_test_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  ::setenv("HORDERA_SIM_TEST_DIR", dir.c_str(), 1);
+  resetAll();
+  Agent* agent = make_agent("man.1");
+  agent->id = 1;
+  sim_settings.output_kind = SIM_CACHE_APF;
+  sim_settings.output_directory = const_cast<char*>("${HORDERA_SIM_TEST_DIR}");
+  sim_settings.start_frame = 2;
+  nextFrame(0);
+  nextFrame(0);
+  EXPECT_FALSE(fs::exists(dir / "frame.1.apf"));
+  EXPECT_TRUE(fs::exists(dir / "frame.2.apf"));
+  fs::remove_all(dir);
+}
+
+TEST(EnvironmentVariables, ExpandNamesAndKeepStrayDollars) {
+  ::setenv("HORDERA_ENV_A", "/data", 1);
+  ::unsetenv("HORDERA_ENV_UNSET");
+  const std::pair<const char*, const char*> cases[] = {
+      {"$HORDERA_ENV_A/sim", "/data/sim"},
+      {"${HORDERA_ENV_A}x/$HORDERA_ENV_UNSET/y", "/datax//y"},
+      {"cost$ 5 ${open", "cost$ 5 ${open"},
+      {"", ""},
+  };
+  for (const auto& [input, expected] : cases) {
+    char* result = convert_env_variables(input);
+    EXPECT_STREQ(result, expected) << input;
+    std::free(result);
+  }
+  EXPECT_EQ(convert_env_variables(nullptr), nullptr);
+}
+
+}  // namespace
