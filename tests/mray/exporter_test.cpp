@@ -1,0 +1,140 @@
+// The exporter's instance blocks: exact text of a two-agent scene in both forms, the motion word
+// of every output kind, and the agent box.
+#include "mray/exporter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "agent/agent.h"
+#include "sim/scene_setup.h"
+
+namespace {
+
+class ExporterTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    man_ = new_agent_type("man");
+    man_->cdl_file = strdup("agents/man.cdl");
+    man_->cdl_directory = strdup("/proj");
+    man_->bounding_box_tolerance = 0.5f;
+    new_segment(man_, "root");
+    new_userVar(man_, "speed")->value = 1.5f;
+    woman_ = new_agent_type("woman");
+    woman_->cdl_file = strdup("/abs/woman.cdl");
+    woman_->cloth_nodes = reinterpret_cast<ClothNode*>(&cloth_marker_);
+    new_segment(woman_, "root");
+    new_segment(woman_, "head");
+
+    Agent* first = make(man_, "man.1", 1);
+    first->segments->matrix[12] = 1;
+    first->segments->matrix[13] = 2;
+    first->segments->matrix[14] = 3;
+    find_userVar(first, "speed")->value = 2;
+    Agent* hidden = make(man_, "man.2", 2);
+    hidden->active = 0;
+    Agent* second = make(woman_, "woman.3", 3);
+    second->matrix[12] = 10;                     // agent placed at x 10
+    second->segments->next->matrix[13] = 1.75f;  // head above the root
+    second->segments->next->parent = second->segments;
+  }
+  void TearDown() override {
+    while (root_agent) delete_agent_instance(root_agent);
+    woman_->cloth_nodes = nullptr;
+  }
+  static Agent* make(Agent* type, const char* name, int id) {
+    Agent* agent = new_agent_instance(type);
+    std::free(agent->name);
+    agent->name = strdup(name);
+    agent->id = id;
+    return agent;
+  }
+  static std::string export_text(const RenderRecord* render, int frame, int packaged) {
+    char* buffer = nullptr;
+    size_t size = 0;
+    std::FILE* out = open_memstream(&buffer, &size);
+    EXPECT_EQ(export_instances(out, render, frame, packaged), 2);
+    std::fclose(out);
+    std::string text(buffer, size);
+    std::free(buffer);
+    return text;
+  }
+  static std::string block(const std::string& name, int id, const std::string& words,
+                           const char* box_min, const char* box_max) {
+    return "instance \"" + name + "_inst\"\n" + "    geometry \"hordera_mray\"(\n" +
+           "        \"id\" " + std::to_string(id) + ",\n" + "        \"paramStr\" \"" + words +
+           "\",\n" + "        \"bbox_min\" " + box_min + ",\n" + "        \"bbox_max\" " + box_max +
+           "\n" + "    )\n" + "    trace     on\n" + "    shadow    on\n" + "    shadowmap on\n" +
+           "    visible   on\n" + "end instance\n\n";
+  }
+
+  Agent* man_ = nullptr;
+  Agent* woman_ = nullptr;
+  int cloth_marker_ = 0;
+};
+
+TEST_F(ExporterTest, TwoAgentSceneUnpackaged) {
+  RenderRecord render = {};
+  render.output_kind = 3;
+  render.sim_dir[0] = const_cast<char*>("/sim/out");
+  render.cloth_dir[0] = const_cast<char*>("/cloth");
+  render.hair_dir[0] = const_cast<char*>("/hair");  // set, but neither agent carries hair
+  std::string expected =
+      block("man.1", 1, "/proj/agents/man.cdl /sim/out/frame.7.apf.gz 7 speed 2",
+            "0.500000 1.500000 2.500000", "1.500000 2.500000 3.500000") +
+      block("woman.3", 3, "/abs/woman.cdl /sim/out/frame.7.apf.gz 7 cloth_path /cloth",
+            "10.000000 0.000000 0.000000", "10.000000 1.750000 0.000000");
+  EXPECT_EQ(export_text(&render, 7, 0), expected);
+  // The record's second alternative, a directory ending in '/', and kind 2.
+  render.use_alternate = 1;
+  render.output_kind = 2;
+  render.sim_dir[1] = const_cast<char*>("/alt/");
+  char* words = export_parameter_string(root_agent, &render, 8, 0);
+  EXPECT_STREQ(words, "/proj/agents/man.cdl /alt/frame.8.apf 8 speed 2");
+  std::free(words);
+}
+
+TEST_F(ExporterTest, TwoAgentScenePackaged) {
+  const char* saved = std::getenv("TMP");
+  std::string saved_value = saved ? saved : "";
+  ::setenv("TMP", "C:\\work\\tmp", 1);
+  std::string root = "C:/work/tmp/hordera/";
+  std::string expected = block("man.1", 1,
+                               root + "agent" + std::to_string(man_->number) + ".cdl " + root +
+                                   "frame.12.apf 12 speed 2",
+                               "0.500000 1.500000 2.500000", "1.500000 2.500000 3.500000") +
+                         block("woman.3", 3,
+                               root + "agent" + std::to_string(woman_->number) + ".cdl " + root +
+                                   "frame.12.apf 12 cloth_path " + root,
+                               "10.000000 0.000000 0.000000", "10.000000 1.750000 0.000000");
+  RenderRecord render = {};
+  render.output_kind = 1;  // ignored when packaged
+  EXPECT_EQ(export_text(&render, 12, 1), expected);
+  if (saved)
+    ::setenv("TMP", saved_value.c_str(), 1);
+  else
+    ::unsetenv("TMP");
+}
+
+TEST_F(ExporterTest, MotionWordFollowsTheOutputKind) {
+  RenderRecord render = {};
+  render.sim_dir[0] = const_cast<char*>("/m");
+  const std::pair<int, const char*> kinds[] = {{2, " /m/frame.4.apf 4"},
+                                               {3, " /m/frame.4.apf.gz 4"},
+                                               {1, " /m/man.1.amc.gz 4"},
+                                               {0, " /m/man.1.amc 4"},
+                                               {7, " /m/man.1.amc 4"}};
+  for (const auto& [kind, expected] : kinds) {
+    render.output_kind = kind;
+    char* words = export_parameter_string(root_agent, &render, 4, 0);
+    ASSERT_NE(words, nullptr);
+    EXPECT_NE(std::strstr(words, expected), nullptr) << kind << ": " << words;
+    std::free(words);
+  }
+  EXPECT_EQ(export_instances(nullptr, &render, 1, 0), -1);
+}
+
+}  // namespace
