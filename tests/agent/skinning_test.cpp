@@ -1,0 +1,283 @@
+// Skinning through a posed skeleton: rigid binding, weighted blends, normals, scale and
+// thickness, node transforms driven by variables, blend shapes and geometry selectors.
+#include "agent/skinning.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "agent/agent.h"
+#include "agent/geometry.h"
+#include "agent/mesh.h"
+#include "agent/nodes.h"
+#include "sim/vecmath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr float kQuarterTurn = 1.57079632679f;
+
+void expect_vector(const Vector& v, float x, float y, float z, const char* what) {
+  EXPECT_NEAR(v.x, x, 1e-4f) << what;
+  EXPECT_NEAR(v.y, y, 1e-4f) << what;
+  EXPECT_NEAR(v.z, z, 1e-4f) << what;
+}
+
+void set_translation(float* m, float x, float y, float z) {
+  hordera::matrix_identity(m);
+  m[12] = x;
+  m[13] = y;
+  m[14] = z;
+}
+
+template <typename T>
+T* make_record() {
+  return static_cast<T*>(std::calloc(1, sizeof(T)));
+}
+
+// A two-segment skeleton: "root" at (0, 1, 0) and its child "arm" one unit above it, each with a
+// bone (deformers 0 and 1). The mesh has three points: p0 = (1, 2, 0) bound to arm, p1 = (1, 2, 0)
+// shared 0.25 root / 0.75 arm, p2 = (0, 0.5, 0) bound to root; every normal is (1, 0, 0).
+class SkinningTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = fs::temp_directory_path() /
+                 ("hordera_skin_" + std::to_string(::getpid()) + "_" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::create_directories(directory_);
+    write("body.obj", "v 1 2 0\nv 1 2 0\nv 0 0.5 0\nvn 1 0 0\nf 1//1 2//1 3//1\n");
+    write("body.w", "deformer 0 root\ndeformer 1 arm\n\n0:  1 1\n1:  0 0.25 1 0.75\n2:  0 1\n");
+    write("root.w", "deformer 0 root\n\n0:  0 1\n1:  0 1\n2:  0 1\n");
+
+    type_ = new_agent_type("skinned");
+    type_->cdl_directory = strdup(directory_.c_str());
+    root_ = new_segment(type_, "root");
+    arm_ = new_segment(type_, "arm");
+    arm_->parent = root_;
+    root_->child = arm_;
+    set_translation(root_->rest_matrix, 0, 1, 0);
+    set_translation(arm_->rest_matrix, 0, 1, 0);
+    matrix_copy(root_->rest_matrix, root_->matrix);
+    matrix_copy(arm_->rest_matrix, arm_->matrix);
+    Bone* root_bone = make_record<Bone>();
+    root_bone->segment = root_;
+    Bone* arm_bone = make_record<Bone>();
+    arm_bone->segment = arm_;
+    root_bone->next = arm_bone;
+    type_->bones = root_bone;
+    node_ = add_node("body", "body.obj", "body.w");
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  void write(const std::string& name, const std::string& text) {
+    std::ofstream(directory_ / name, std::ios::binary) << text;
+  }
+
+  GeometryNode* add_node(const char* name, const char* file, const char* weights) {
+    GeometryNode* node = make_record<GeometryNode>();
+    node->name = strdup(name);
+    node->file = strdup(file);
+    node->weights_file = weights ? strdup(weights) : nullptr;
+    node->material = -1;
+    GeometryNode** tail = &type_->geometry_nodes;
+    while (*tail) tail = &(*tail)->next;
+    *tail = node;
+    return node;
+  }
+
+  // An instance placed at (5, 0, 0), with root moved to (0, 1, 2) and arm turned a quarter
+  // about z.
+  Agent* posed_instance() {
+    Agent* agent = new_agent_instance(type_);
+    set_translation(agent->matrix, 5, 0, 0);
+    Segment* root = findSegment(agent, "root");
+    Segment* arm = findSegment(agent, "arm");
+    set_translation(root->matrix, 0, 1, 2);
+    hordera::matrix_identity(arm->matrix);
+    z_rotate(arm->matrix, kQuarterTurn);
+    arm->matrix[13] = 1;
+    return agent;
+  }
+
+  fs::path directory_;
+  Agent* type_ = nullptr;
+  Segment* root_ = nullptr;
+  Segment* arm_ = nullptr;
+  GeometryNode* node_ = nullptr;
+};
+
+TEST_F(SkinningTest, BindPoseReproducesRestMeshAndPosedBonesCarryPoints) {
+  Agent* agent = new_agent_instance(type_);
+  agent_deform_geometry(agent);
+  ASSERT_NE(node_->mesh, nullptr);
+  EXPECT_EQ(node_->bones, 1);
+  EXPECT_EQ(node_->influence_count, 4);
+  expect_vector(node_->mesh->points[0], 1, 2, 0, "rest p0");
+  expect_vector(node_->mesh->points[1], 1, 2, 0, "rest p1");
+  expect_vector(node_->mesh->points[2], 0, 0.5f, 0, "rest p2");
+
+  agent = posed_instance();
+  agent_deform_geometry(agent);
+  const Mesh* mesh = node_->mesh;
+  // p0 in arm space is (1, 0, 0): turned to (0, 1, 0), then arm, root and agent translations.
+  expect_vector(mesh->points[0], 5, 3, 2, "rigid p0");
+  // Weighted sum: 0.25 * root's image (6, 2, 2) + 0.75 * arm's image (5, 3, 2).
+  expect_vector(mesh->points[1], 5.25f, 2.75f, 2, "blended p1");
+  expect_vector(mesh->points[2], 5, 0.5f, 2, "rigid p2");
+  // Normals turn with their bones but take no translation, and are not renormalised.
+  expect_vector(mesh->normals[0], 0, 1, 0, "normal 0");
+  expect_vector(mesh->normals[1], 0.25f, 0.75f, 0, "normal 1");
+  expect_vector(mesh->normals[2], 1, 0, 0, "normal 2");
+  // The rest mesh the skin reads is untouched by deformation.
+  expect_vector(node_->rest_mesh->points[0], 1, 2, 0, "rest mesh");
+  expect_vector(mesh->polygons[0].centre, (5 + 5.25f + 5) / 3, (3 + 2.75f + 0.5f) / 3, 2,
+                "refreshed centre");
+
+  // Scale 2 and thickness 3 on the arm scale its x and z axes by 6 and y by 2, in bone space.
+  Segment* arm = findSegment(agent, "arm");
+  arm->scale_factor = 2;
+  arm->thickness_factor = 3;
+  agent_deform_geometry(agent);
+  expect_vector(mesh->points[0], 5, 8, 2, "scaled p0");
+}
+
+TEST_F(SkinningTest, SkinMeshChecksItsInputs) {
+  Mesh* rest = mesh_new();
+  Mesh* out = mesh_new();
+  ASSERT_TRUE(mesh_allocate(rest, 2, 0, 0, 0));
+  ASSERT_TRUE(mesh_allocate(out, 1, 0, 0, 0));
+  const int32_t vertices[] = {0};
+  const int32_t bones[] = {0};
+  const float weights[] = {1};
+  Matrix identity;
+  hordera::matrix_identity(identity);
+  EXPECT_EQ(skin_mesh(rest, nullptr, 1, vertices, bones, weights, identity, 1, out), 0);
+  ASSERT_TRUE(mesh_allocate(out, 2, 0, 0, 0));
+  rest->points[0] = {1, 2, 3};
+  rest->points[1] = {4, 5, 6};
+  out->points[1] = {9, 9, 9};
+  // Influences naming a bone or vertex out of range are ignored; untouched points end at zero.
+  const int32_t many_vertices[] = {0, 5, 0};
+  const int32_t many_bones[] = {0, 0, 3};
+  const float many_weights[] = {0.5f, 1, 1};
+  EXPECT_EQ(skin_mesh(rest, nullptr, 3, many_vertices, many_bones, many_weights, identity, 1, out),
+            1);
+  expect_vector(out->points[0], 0.5f, 1, 1.5f, "half weight scales towards the origin");
+  expect_vector(out->points[1], 0, 0, 0, "no influence");
+  mesh_free(rest);
+  mesh_free(out);
+}
+
+TEST_F(SkinningTest, TransformOperationsFollowListOrderAxisWordsAndVariables) {
+  // Rotations in the order of the axis word: x then z, or z then x.
+  GeometryNode probe{};
+  GeometryTransform rotate{};
+  rotate.kind = GEOMETRY_ROTATE;
+  rotate.value[0] = 90;
+  rotate.value[2] = 90;
+  probe.transforms = &rotate;
+  Matrix m;
+  const Vector up{0, 1, 0};
+  rotate.axis_order = AXIS_ORDER_XYZ;
+  geometry_transform_matrix(nullptr, &probe, m);
+  Vector p = transformPoint(&up, m);
+  expect_vector(p, 0, 0, 1, "xyz");
+  rotate.axis_order = AXIS_ORDER_ZYX;
+  geometry_transform_matrix(nullptr, &probe, m);
+  p = transformPoint(&up, m);
+  expect_vector(p, -1, 0, 0, "zyx");
+
+  // A skinned node whose rest mesh is its file moved by (1, 0, 5) and then scaled along x by the
+  // variable "width" (a definition with default 2; this agent's own value 3).
+  GeometryNode* node = add_node("moved", "body.obj", "root.w");
+  GeometryTransform* translate = make_record<GeometryTransform>();
+  translate->kind = GEOMETRY_TRANSLATE;
+  translate->value[0] = 1;
+  translate->value[2] = 5;
+  GeometryTransform* scale = make_record<GeometryTransform>();
+  scale->kind = GEOMETRY_SCALE;
+  scale->value[0] = 1;
+  scale->variable[0] = strdup("width");
+  scale->value[1] = scale->value[2] = 1;
+  translate->next = scale;
+  node->transforms = translate;
+  new_variable_def(type_, "width", 2, 0, 10, nullptr);
+
+  ASSERT_EQ(geometry_load(type_, node), 1);
+  expect_vector(node->rest_mesh->points[0], 4, 2, 5, "rest with the definition's default");
+
+  Agent* agent = new_agent_instance(type_);
+  new_userVar(agent, "width")->value = 3;
+  agent_deform_geometry(agent);
+  expect_vector(node->rest_mesh->points[0], 6, 2, 5, "rest with the agent's value");
+  expect_vector(node->mesh->points[0], 6, 2, 5, "deformed from the transformed rest mesh");
+  expect_vector(node->reference_mesh->points[0], 1, 2, 0, "reference keeps the file's points");
+
+  // The same rest mesh follows the posed root: moved by (0, 0, 2) and the agent's (5, 0, 0).
+  Agent* posed = posed_instance();
+  new_userVar(posed, "width")->value = 3;
+  agent_deform_geometry(posed);
+  expect_vector(node->mesh->points[0], 11, 2, 7, "posed");
+}
+
+TEST_F(SkinningTest, BlendShapesEnterBeforeSkinning) {
+  write("smile.obj", "v 1 2 2\nv 1 2 0\nv 0 0.5 0\n");
+  write("short.obj", "v 0 0 0\n");
+  BlendShape* smile = make_record<BlendShape>();
+  smile->target = strdup("smile");
+  smile->file = strdup("smile.obj");
+  smile->mode = BLEND_LINEAR;
+  BlendShape* bad = make_record<BlendShape>();
+  bad->target = strdup("frown");
+  bad->file = strdup("short.obj");
+  bad->mode = BLEND_LINEAR;
+  smile->next = bad;
+  node_->blends = smile;
+
+  ::testing::internal::CaptureStderr();
+  ASSERT_EQ(geometry_load(type_, node_), 1);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "Mismatched number of vertices in blend shape 'frown'.\n");
+  ASSERT_NE(smile->data, nullptr);
+  EXPECT_EQ(bad->data, nullptr);
+  EXPECT_FLOAT_EQ(smile->data[2], 2.0f);
+  EXPECT_FLOAT_EQ(smile->data[5], 0.0f);
+
+  // Half the smile lifts p0 by one unit in rest space; the arm then turns it with the rest.
+  smile->weight = 0.5f;
+  bad->weight = 1;
+  agent_deform_geometry(posed_instance());
+  expect_vector(node_->mesh->points[0], 5, 3, 3, "blended then skinned");
+  expect_vector(node_->rest_mesh->points[0], 1, 2, 0, "rest mesh unchanged by blends");
+}
+
+TEST_F(SkinningTest, SelectorDeformsItsChosenDisabledAlternative) {
+  GeometryNode* first = add_node("first", "body.obj", "root.w");
+  GeometryNode* second = add_node("second", "body.obj", "root.w");
+  first->disabled = second->disabled = 1;
+  OptionNode* selector = make_record<OptionNode>();
+  selector->alternative_count = 2;
+  selector->alternatives =
+      static_cast<OptionAlternative*>(std::calloc(2, sizeof(OptionAlternative)));
+  selector->alternatives[0] = {OPTION_GEOMETRY, strdup("first"), first, nullptr};
+  selector->alternatives[1] = {OPTION_GEOMETRY, strdup("second"), second, nullptr};
+  type_->option_nodes = selector;
+
+  Agent* agent = new_agent_instance(type_);
+  set_translation(agent->matrix, 5, 0, 0);
+  selector->value = 7;  // past the end: the last alternative
+  agent_deform_geometry(agent);
+  expect_vector(second->mesh->points[2], 5, 0.5f, 0, "chosen");
+  expect_vector(first->mesh->points[2], 0, 0.5f, 0, "not chosen");
+  selector->value = -0.7f;  // negative: the first
+  agent_deform_geometry(agent);
+  expect_vector(first->mesh->points[2], 5, 0.5f, 0, "chosen");
+}
+
+}  // namespace
