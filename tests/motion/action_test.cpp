@@ -1,0 +1,187 @@
+// Actions: defaults and list operations, copying, ordering, and the binding of curves to an
+// agent's segment channels, control curves and user variables.
+#include "motion/action.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "agent/agent.h"
+
+namespace {
+
+Curve* add_curve(Action* action, const char* channel, int keys = 2) {
+  Curve* curve = newCurve(&action->curves);
+  curve_allocate_points(curve, keys);
+  for (int i = 0; i < keys; ++i) curve->points->time[i] = float(i) / keys;
+  if (channel) curve->points->channel = strdup(channel);
+  return curve;
+}
+
+std::vector<std::string> names(Action* list) {
+  std::vector<std::string> out;
+  for (Action* a = list; a; a = a->next) {
+    out.push_back(a->name);
+    if (a->next) EXPECT_EQ(a->next->prev, a);
+  }
+  return out;
+}
+
+TEST(Action, DefaultsIdsAndNames) {
+  Action* list = nullptr;
+  Action* first = newAction(&list);
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->id, 1);
+  EXPECT_STREQ(first->name, "");
+  EXPECT_EQ(first->flags, ACTION_NO_RETRIGGER);
+  EXPECT_EQ(first->track, 0);
+  EXPECT_EQ(first->selected, 0);
+  EXPECT_FLOAT_EQ(first->rate, 1);
+  EXPECT_FLOAT_EQ(first->working_rate, 1);
+  EXPECT_EQ(first->enabled, 1);
+  EXPECT_FLOAT_EQ(first->loop[0], 0);
+  EXPECT_FLOAT_EQ(first->loop[1], 1);
+  EXPECT_FLOAT_EQ(first->loop[2], 0);
+  EXPECT_FLOAT_EQ(first->playback_scale, 1);
+  EXPECT_EQ(first->playback_data, nullptr);
+  first->id = 9;
+  Action* second = newAction(&list);
+  EXPECT_EQ(second->id, 10);
+  EXPECT_EQ(second->prev, first);
+
+  action_set_name(first, "2step");
+  EXPECT_STREQ(first->name, "_2step");
+  action_set_name(second, "walk2");
+  EXPECT_STREQ(second->name, "walk2");
+  action_free(first);
+  action_free(second);
+}
+
+TEST(Action, ListOperationsThroughAnInstance) {
+  Agent* type = new_agent_type("walker");
+  Agent* instance = new_agent_instance(type);
+  for (const char* name : {"walk", "run", "idle", "jump"})
+    action_set_name(newAction(&type->actions), name);
+
+  // An instance finds, sorts and deletes in its type's list.
+  Action* run = findAction(instance, "run");
+  ASSERT_NE(run, nullptr);
+  EXPECT_STREQ(run->name, "run");
+  EXPECT_EQ(findAction(instance, "Run"), nullptr);
+  EXPECT_EQ(findAction(nullptr, "run"), nullptr);
+
+  sort_actions_by_name(instance);
+  EXPECT_EQ(names(type->actions), (std::vector<std::string>{"idle", "jump", "run", "walk"}));
+  EXPECT_EQ(type->actions->prev, nullptr);
+
+  deleteAction(type->actions, instance);  // the head
+  EXPECT_EQ(names(type->actions), (std::vector<std::string>{"jump", "run", "walk"}));
+  EXPECT_EQ(type->actions->prev, nullptr);
+  deleteAction(findAction(type, "run"), type);  // the middle
+  EXPECT_EQ(names(type->actions), (std::vector<std::string>{"jump", "walk"}));
+  deleteAction(findAction(type, "walk"), type);  // the tail
+  EXPECT_EQ(names(type->actions), (std::vector<std::string>{"jump"}));
+  EXPECT_EQ(type->actions->next, nullptr);
+  delete_agent_instance(instance);
+}
+
+TEST(Action, CopyIsDeepAndKeepsControlCurves) {
+  Action* action = newAction(nullptr);
+  action_set_name(action, "wave");
+  action->rate = 0.5f;
+  action->track = 3;
+  add_curve(action, "arm:rx", 3);
+  action->transition = add_curve(action, "transition");
+  action->latch = add_curve(action, "latch");
+  curve_set_type(action->curves, CURVE_SPLINE2D);
+
+  Action* copy = copyAction(action);
+  ASSERT_NE(copy, nullptr);
+  EXPECT_NE(copy->name, action->name);
+  EXPECT_STREQ(copy->name, "wave");
+  EXPECT_FLOAT_EQ(copy->rate, 0.5f);
+  EXPECT_EQ(copy->track, 3);
+  EXPECT_EQ(copy->prev, nullptr);
+  EXPECT_EQ(copy->next, nullptr);
+  ASSERT_NE(copy->curves, nullptr);
+  EXPECT_NE(copy->curves, action->curves);
+  EXPECT_NE(copy->curves->points->time, action->curves->points->time);
+  EXPECT_EQ(copy->curves->points->count, 3);
+  EXPECT_FLOAT_EQ(copy->curves->points->in_x[1], action->curves->points->in_x[1]);
+  EXPECT_EQ(copy->transition, findCurve(copy, "transition"));
+  EXPECT_EQ(copy->latch, findCurve(copy, "latch"));
+  EXPECT_NE(copy->latch, action->latch);
+  EXPECT_EQ(copy->latch->prev, copy->transition);
+
+  // Deleting the original's latch curve clears its reference and leaves the copy alone.
+  deleteCurve(action, action->latch);
+  EXPECT_EQ(action->latch, nullptr);
+  EXPECT_EQ(findCurve(action, "latch"), nullptr);
+  EXPECT_NE(findCurve(copy, "latch"), nullptr);
+  deleteCurve(action, action->curves);  // the head
+  EXPECT_EQ(action->curves, action->transition);
+  EXPECT_EQ(action->curves->prev, nullptr);
+  action_free(action);
+  action_free(copy);
+}
+
+TEST(Action, FindCurveSkipsCurvesWithoutPoints) {
+  Action* action = newAction(nullptr);
+  newCurve(&action->curves);   // no points
+  add_curve(action, nullptr);  // points without a channel name
+  Curve* hip = add_curve(action, "hip:ry");
+  add_curve(action, "hip:ry");
+  EXPECT_EQ(findCurve(action, "hip:ry"), hip);  // the first in list order
+  EXPECT_EQ(findCurve(action, "hip:r"), nullptr);
+  action_free(action);
+}
+
+TEST(Action, ChannelIndicesAndBinding) {
+  Agent* type = new_agent_type("bound");
+  new_segment(type, "root");
+  new_segment(type, "spine");
+  new_userVar(type, "mood");
+  new_userVar(type, "speed");
+  uint8_t kind = 99;
+  EXPECT_EQ(agent_channel_index(type, "root:tx", &kind), 0);
+  EXPECT_EQ(kind, CURVE_KIND_SEGMENT);
+  EXPECT_EQ(agent_channel_index(type, "spine:rz", &kind), 6 + 5);
+  EXPECT_EQ(agent_channel_index(type, "spine:ry", &kind), 6 + 4);
+  EXPECT_EQ(agent_channel_index(type, "spine:ik.x", &kind), -1);
+  EXPECT_EQ(kind, CURVE_KIND_SEGMENT);
+  EXPECT_EQ(agent_channel_index(type, "neck:tx", &kind), -1);
+  EXPECT_EQ(agent_channel_index(type, "transition", &kind), 0);
+  EXPECT_EQ(kind, CURVE_KIND_CONTROL);
+  EXPECT_EQ(agent_channel_index(type, "latch", &kind), 1);
+  EXPECT_EQ(agent_channel_index(type, "speed", &kind), 1);
+  EXPECT_EQ(kind, CURVE_KIND_VARIABLE);
+  EXPECT_EQ(agent_channel_index(type, "unknown", &kind), -1);
+  EXPECT_EQ(kind, CURVE_KIND_VARIABLE);
+
+  // Binding a variable curve that does not resolve creates the user variable.
+  Action* action = newAction(&type->actions);
+  Curve* seg = add_curve(action, "spine:tx");
+  Curve* var = add_curve(action, "anger");
+  Curve* missing = add_curve(action, "tail:rx");
+  Curve* latch = add_curve(action, "latch");
+  action_reassign_curve_ids(type);
+  EXPECT_EQ(seg->kind, CURVE_KIND_SEGMENT);
+  EXPECT_EQ(seg->channel_index, 6);
+  EXPECT_EQ(var->kind, CURVE_KIND_VARIABLE);
+  EXPECT_EQ(var->channel_index, 2);
+  ASSERT_NE(find_userVar(type, "anger"), nullptr);
+  EXPECT_EQ(missing->channel_index, -1);
+  EXPECT_EQ(find_userVar(type, "tail:rx"), nullptr);  // segment channels never make variables
+  EXPECT_EQ(latch->kind, CURVE_KIND_CONTROL);
+  EXPECT_EQ(latch->channel_index, 1);
+
+  // After the skeleton changes, binding again follows the new positions.
+  new_segment(type, "tail");
+  action_reassign_curve_ids(type);
+  EXPECT_EQ(missing->channel_index, 2 * 6 + 3);
+  EXPECT_EQ(file_save_binary_actions(nullptr, type), 1);
+}
+
+}  // namespace
