@@ -39,6 +39,7 @@ class ObjReader {
   Mesh* read() {
     std::string text;
     if (!read_file(text)) return nullptr;
+    if (text.compare(0, 3, "\xef\xbb\xbf") == 0) text.erase(0, 3);  // a UTF-8 byte-order mark
     if (text.find('\0') != std::string::npos) {
       const size_t at = text.find('\0');
       const int line = 1 + static_cast<int>(std::count(text.begin(), text.begin() + at, '\n'));
