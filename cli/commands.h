@@ -6,3 +6,6 @@
 
 // Exit status of the subcommand that ran; 0 only on success.
 extern int command_exit_status;
+
+// `hordera inspect SCENE`: drives the plug-in through a scene and reports what it did.
+void add_inspect_command(CLI::App& app);

@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "hordera " HORDERA_ENGINE_VERSION);
   app.require_subcommand(0, 1);
   app.fallthrough();
+  add_inspect_command(app);
 
   CLI11_PARSE(app, argc, argv);
   if (app.get_subcommands().empty()) {

@@ -1,0 +1,147 @@
+// Driving the crowd plug-in through one render.
+#include "host/render_session.h"
+
+#include <dlfcn.h>
+
+#include <cstring>
+
+#include "host/assemblies.h"
+#include "host/database.h"
+#include "host/locks.h"
+#include "host/messages.h"
+#include "host/shader_interface.h"
+
+namespace host {
+namespace {
+
+// Marks a parameter of a phenomenon call as connected to the phenomenon's interface.
+constexpr miTag interface_connection = 1;
+
+void fill_parameters(const SceneInstance& instance, HorderaMrayParameters* block) {
+  block->id = instance.id;
+  block->paramStr = instance.has_param_str ? db_create_string(instance.param_str) : miNULLTAG;
+  block->bbox_min = instance.bbox_min;
+  block->bbox_max = instance.bbox_max;
+}
+
+}  // namespace
+
+RenderSession::RenderSession(const Plugin& plugin) : plugin_(plugin) {}
+
+bool RenderSession::start(std::string* error) {
+  // Renderer functions are exported by this executable, so its own handle is the module.
+  plugin_.set_module_handle(dlopen(nullptr, RTLD_NOW));
+  const int version = plugin_.version ? plugin_.version() : 1;
+  if (plugin_.version == nullptr)
+    log_message(Level::warning, plugin_.path + ": no hordera_mray_version; version 1 assumed\n");
+  if (version != crowd_shader_version) {
+    *error = plugin_.path + ": hordera_mray has version " + std::to_string(version) +
+             ", but the crowd shader is declared with version " +
+             std::to_string(crowd_shader_version);
+    return false;
+  }
+  return true;
+}
+
+miState RenderSession::make_state() const {
+  miState state;
+  std::memset(&state, 0, sizeof state);
+  state.version = 2;
+  state.options = has_options_ ? &options_ : nullptr;
+  state.global_lock = global_lock();
+  return state;
+}
+
+void RenderSession::init_shader(const StringOptions* options) {
+  has_options_ = options != nullptr;
+  std::memset(&options_, 0, sizeof options_);
+  if (options != nullptr) options_.string_options = create_string_options(*options);
+  if (plugin_.init == nullptr) return;
+  miState state = make_state();
+  miBoolean per_instance = miFALSE;
+  plugin_.init(&state, nullptr, &per_instance);
+}
+
+void RenderSession::init_instance(const SceneInstance& instance) {
+  if (plugin_.init == nullptr) return;
+  ShaderCall call(sizeof(HorderaMrayParameters), false);
+  fill_parameters(instance, static_cast<HorderaMrayParameters*>(call.parameters()));
+  miState state = make_state();
+  state.shader = call.function();
+  miBoolean per_instance = miFALSE;
+  plugin_.init(&state, call.parameters(), &per_instance);
+}
+
+miTag RenderSession::call_geometry(const SceneInstance& instance, bool phenomenon,
+                                   const std::vector<size_t>& connected,
+                                   const HorderaMrayParameters* interface_values) {
+  ShaderCall call(sizeof(HorderaMrayParameters), phenomenon);
+  fill_parameters(instance, static_cast<HorderaMrayParameters*>(call.parameters()));
+  if (phenomenon) {
+    for (size_t offset : connected) *call.connection(offset) = interface_connection;
+    if (interface_values != nullptr)
+      std::memcpy(call.interface_value(0), interface_values, sizeof *interface_values);
+  }
+  miState state = make_state();
+  state.shader = call.function();
+  miTag result = miNULLTAG;
+  const size_t before = assemblies().size();
+  plugin_.geometry(&result, &state, call.parameters());
+  const size_t after = assemblies().size();
+  for (size_t i = before; i < after; ++i) assembly_instances_.push_back(instance.name);
+  return result;
+}
+
+std::vector<AssemblyRun> RenderSession::run_assemblies() {
+  const std::vector<Assembly> declared = assemblies();
+  clear_assemblies();
+  std::vector<AssemblyRun> runs;
+  for (size_t i = 0; i < declared.size(); ++i) {
+    AssemblyRun run;
+    run.name = declared[i].name;
+    run.instance = i < assembly_instances_.size() ? assembly_instances_[i] : std::string();
+    run.bbox_min = declared[i].record.bbox_min;
+    run.bbox_max = declared[i].record.bbox_max;
+    runs.push_back(run);
+  }
+  assembly_instances_.clear();
+  for (size_t i = 0; i < declared.size(); ++i) {
+    auto callback = reinterpret_cast<miApi_assembly_callback>(declared[i].record.function.p);
+    if (callback == nullptr) continue;
+    miState state = make_state();
+    state.instance = declared[i].tag;
+    runs[i].result = callback(&state, declared[i].record.arguments.p);
+    runs[i].executed = true;
+  }
+  for (size_t i = 0; i < declared.size(); ++i) {
+    auto exit_callback =
+        reinterpret_cast<miApi_assembly_exit_callback>(declared[i].record.exitcb.p);
+    if (exit_callback == nullptr) continue;
+    miState state = make_state();
+    state.instance = declared[i].tag;
+    exit_callback(&state, declared[i].record.arguments.p);
+    runs[i].freed = true;
+  }
+  return runs;
+}
+
+void RenderSession::exit() {
+  if (plugin_.exit == nullptr) return;
+  miState state = make_state();
+  plugin_.exit(&state, nullptr);
+}
+
+RenderReport RenderSession::render(const Scene& scene) {
+  RenderReport report;
+  init_shader(scene.has_options ? &scene.options : nullptr);
+  for (const SceneInstance& instance : scene.instances) init_instance(instance);
+  for (const SceneInstance& instance : scene.instances) {
+    call_geometry(instance);
+    ++report.geometry_calls;
+  }
+  report.assemblies = run_assemblies();
+  exit();
+  return report;
+}
+
+}  // namespace host
