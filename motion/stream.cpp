@@ -161,7 +161,13 @@ int stream_seek(Stream* stream, long offset, int whence) {
   if (stream->file != nullptr) return std::fseek(stream->file, offset, whence) == 0 ? 0 : -1;
   // The end of a gzip stream is unknown until it has been decompressed.
   if (whence != SEEK_SET && whence != SEEK_CUR) return -1;
-  return gzseek(stream->gz, offset, whence) < 0 ? -1 : 0;
+  if (gzseek(stream->gz, offset, whence) < 0) return -1;
+  // Like fseek, a successful seek clears the end flag (zlib keeps it on forward seeks); an
+  // error from damaged data stays reported.
+  int code = Z_OK;
+  gzerror(stream->gz, &code);
+  if (code == Z_OK) gzclearerr(stream->gz);
+  return 0;
 }
 
 void stream_rewind(Stream* stream) {

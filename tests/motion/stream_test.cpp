@@ -149,6 +149,12 @@ TEST_P(StreamTest, SeekTellAndRewindWorkInUncompressedPositions) {
   EXPECT_EQ(stream_read(in, all.data(), all.size()), text.size() - 20);
   EXPECT_NE(stream_eof(in), 0);
   EXPECT_EQ(stream_error(in), 0);
+  // A seek that stays put still clears the end flag, as with C files.
+  ASSERT_EQ(stream_seek(in, 0, SEEK_CUR), 0);
+  EXPECT_EQ(stream_eof(in), 0);
+  EXPECT_EQ(stream_tell(in), static_cast<long>(text.size()));
+  EXPECT_EQ(stream_read(in, all.data(), 1), 0u);
+  EXPECT_NE(stream_eof(in), 0);
   stream_rewind(in);
   EXPECT_EQ(stream_eof(in), 0);
   EXPECT_EQ(stream_tell(in), 0);
