@@ -216,7 +216,7 @@ class Parser {
     digits.assign(text_.substr(start, pos_ - start));
     char* end = nullptr;
     double value = std::strtod(digits.c_str(), &end);
-    if (end == digits.c_str()) fail("malformed number");
+    if (end != digits.c_str() + digits.size()) fail("malformed number");
     return value;
   }
 

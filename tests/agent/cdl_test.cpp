@@ -1,0 +1,374 @@
+// Reading agent files: section changes, keyword quirks, values, includes and the bind pose.
+#include "agent/cdl.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "motion/action.h"
+#include "sim/scene_setup.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class CdlTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() /
+           ("cdl_test_" + std::to_string(::getpid()) + "_" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  std::string write(const std::string& name, const std::string& text) {
+    fs::path path = dir_ / name;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+    return path.string();
+  }
+
+  // Reads a file from the top level; returns the type it made (or null).
+  Agent* load(const std::string& name, const std::string& text) {
+    return load_agent_type(write(name, text).c_str());
+  }
+
+  fs::path dir_;
+};
+
+const char kHeader[] = "# CDL created with hordera v1.0.0\n";
+
+TEST_F(CdlTest, RefusesOtherNamesBeforeOpeningAndNamesUnreadableFiles) {
+  std::string txt = write("agent.txt", "object nope\n");
+  Agent* before = last_agent_type;
+  Agent* object = nullptr;
+  Segment* segment = nullptr;
+  BrainNode* node = nullptr;
+  int state = 0, count = 0;
+  uint32_t version = 0;
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(
+      0, read_cdl_file(txt.c_str(), &object, &segment, &node, &state, &count, nullptr, &version));
+  EXPECT_EQ("cdl or .act\n", ::testing::internal::GetCapturedStderr());
+  EXPECT_EQ(before, last_agent_type);
+  EXPECT_EQ(0, count);
+
+  std::string missing = (dir_ / "missing.cdl").string();
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(nullptr, load_agent_type(missing.c_str()));
+  EXPECT_EQ("Couldn't open cdl file \"" + missing + "\"\n",
+            ::testing::internal::GetCapturedStderr());
+  EXPECT_EQ(1, saveCDL(nullptr, missing.c_str(), 0));
+  EXPECT_FALSE(fs::exists(missing));
+}
+
+TEST_F(CdlTest, VersionNumbersPackStageAndParts) {
+  EXPECT_EQ(0xFF010203u, cdl_version_number("1.2.3"));
+  EXPECT_EQ(0xFF010203u, cdl_version_number("v1.2.3"));
+  EXPECT_EQ(0x01030104u, cdl_version_number("3.1a4"));
+  EXPECT_EQ(0x02020005u, cdl_version_number("2.0b5"));
+  EXPECT_EQ(0x01000960u, cdl_version_number("0.996"));
+  EXPECT_EQ(0xFFFF00FFu, cdl_version_number("300.0.999"));  // parts clamp at 255
+  EXPECT_EQ(0u, cdl_version_number("garbage"));
+  EXPECT_EQ(0u, cdl_version_number(""));
+  // A release sorts above the alpha and beta of the same numbers.
+  EXPECT_GT(cdl_version_number("1.0.0"), cdl_version_number("1.0b9"));
+  EXPECT_GT(cdl_version_number("1.0b1"), cdl_version_number("1.0a9"));
+}
+
+TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
+  Agent* old_type = load("old.cdl", "# CDL created with trud v0.995\nobject old\nend object\n");
+  ASSERT_NE(nullptr, old_type);
+  EXPECT_EQ(1, old_type->old_format);
+  Agent* new_type = load("new.cdl", std::string(kHeader) + "object new\nend object\n");
+  ASSERT_NE(nullptr, new_type);
+  EXPECT_EQ(0, new_type->old_format);
+  EXPECT_STREQ("new", new_type->name);
+  EXPECT_EQ(old_type->number + 1, new_type->number);
+  EXPECT_EQ(nullptr, currentAgent);
+  ASSERT_NE(nullptr, new_type->render_agent);
+  EXPECT_EQ(new_type, new_type->render_agent->type);
+}
+
+TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
+  set_length_unit(1);
+  Agent* type = load("guards.cdl", std::string(kHeader) +
+                                       "object guards\n"
+                                       "units inch\n"  // ignored inside an object
+                                       "hair fur\n"
+                                       "hair_dynamics 1\n"
+                                       "ks 0.5\n"
+                                       "geometry +body\n"
+                                       "material 2\n"
+                                       "geometry ../meshes/body.obj\n"
+                                       "file body.obj\n"
+                                       "cloth cape\n"
+                                       "option 1\n"
+                                       "material 3\n"
+                                       "segment root\n"
+                                       "material skin\n"
+                                       "id 7\n"
+                                       "end object\n");
+  ASSERT_NE(nullptr, type);
+  EXPECT_EQ(1, length_unit);
+  ASSERT_NE(nullptr, type->hair_nodes);
+  EXPECT_EQ(nullptr, type->hair_nodes->next);
+  EXPECT_EQ(1, type->hair_nodes->hair_dynamics);
+  EXPECT_FLOAT_EQ(0.5f, type->hair_nodes->ks);
+  ASSERT_NE(nullptr, type->geometry_nodes);
+  EXPECT_EQ(nullptr, type->geometry_nodes->next);  // the path line opened no node
+  EXPECT_STREQ("body", type->geometry_nodes->name);
+  EXPECT_EQ(2, type->geometry_nodes->material);
+  // The "file" line after the path line still reaches the open geometry node.
+  EXPECT_STREQ("body.obj", type->geometry_nodes->file);
+  ASSERT_NE(nullptr, type->cloth_nodes);
+  EXPECT_EQ(1, type->cloth_nodes->option);
+  EXPECT_EQ(3, type->cloth_nodes->material);
+  EXPECT_EQ(nullptr, type->option_nodes);
+  ASSERT_NE(nullptr, type->materials);
+  EXPECT_EQ(nullptr, type->materials->next);
+  EXPECT_STREQ("skin", type->materials->name);
+  EXPECT_EQ(7, type->materials->number);
+
+  ASSERT_NE(nullptr, load("units.cdl", "units cm\nobject u\nend object\n"));
+  EXPECT_EQ(2, length_unit);
+  set_length_unit(1);
+}
+
+TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
+  Agent* type = load("skeleton.cdl", std::string(kHeader) +
+                                         "object walker\n"
+                                         "segment root\n"
+                                         "dof rx ry\n"
+                                         "translate 1 2 3\n"
+                                         "primitive box\n"
+                                         "segment spine\n"
+                                         "parent root\n"
+                                         "collisions rbd\n"
+                                         "limits\n"
+                                         "  rx -45 45\n"
+                                         "\n"
+                                         "  ry -1.#INF -10 10 inf\n"
+                                         "  rzsoft 0.25\n"
+                                         "radius 0.3\n"
+                                         "segment arm\n"
+                                         "parent root\n"
+                                         "segment leg\n"
+                                         "parent nowhere\n"
+                                         "dynamics\n"
+                                         "gravity 9.8\n"
+                                         "rbd_solver glowworm\n"
+                                         "end dynamics\n"
+                                         "density 4\n"
+                                         "end object\n");
+  ASSERT_NE(nullptr, type);
+  Segment* root = findSegment(type, "root");
+  Segment* spine = findSegment(type, "spine");
+  Segment* arm = findSegment(type, "arm");
+  Segment* leg = findSegment(type, "leg");
+  ASSERT_TRUE(root && spine && arm && leg);
+  EXPECT_EQ(24, root->dof);
+  EXPECT_EQ(63, spine->dof);
+  EXPECT_FLOAT_EQ(2.0f, root->rest_matrix[13]);
+  EXPECT_EQ(4, root->primitive);
+  EXPECT_FLOAT_EQ(0.1f, root->box_size[0]);
+  // Children in the order of their "parent" lines.
+  EXPECT_EQ(spine, root->child);
+  EXPECT_EQ(arm, spine->sibling);
+  EXPECT_EQ(nullptr, arm->sibling);
+  EXPECT_EQ(nullptr, leg->parent);
+  EXPECT_EQ(1, spine->collision_mode);
+  // The limits block ends at "radius", which is read as an ordinary line.
+  EXPECT_FLOAT_EQ(-45.0f, spine->limits[3].values[0]);
+  EXPECT_FLOAT_EQ(45.0f, spine->limits[3].values[3]);
+  EXPECT_TRUE(std::isinf(spine->limits[4].values[0]) && spine->limits[4].values[0] < 0);
+  EXPECT_FLOAT_EQ(-10.0f, spine->limits[4].values[1]);
+  EXPECT_FLOAT_EQ(10.0f, spine->limits[4].values[2]);
+  EXPECT_TRUE(std::isinf(spine->limits[4].values[3]) && spine->limits[4].values[3] > 0);
+  EXPECT_FLOAT_EQ(0.25f, spine->limits[5].soft);
+  EXPECT_FLOAT_EQ(0.3f, spine->radius);
+  // Dynamics inside a segment, then back to the segment section.
+  EXPECT_FLOAT_EQ(9.8f, leg->dynamics.gravity);
+  EXPECT_EQ(2, rbd_solver);
+  EXPECT_FLOAT_EQ(4.0f, leg->density);
+}
+
+TEST_F(CdlTest, NumericArgumentsTakeVariablesAndExpressions) {
+  ::testing::internal::CaptureStderr();
+  Agent* type = load("values.cdl", std::string(kHeader) +
+                                       "object values\n"
+                                       "variables\n"
+                                       "  height 1.5\n"
+                                       "end variables\n"
+                                       "variable size 2 [1 3] `height * 2`\n"
+                                       "segment a\n"
+                                       "radius height\n"
+                                       "length nothing_defined\n"
+                                       "threshold `2 * 3 + height`\n"
+                                       "end object\n");
+  std::string err = ::testing::internal::GetCapturedStderr();
+  ASSERT_NE(nullptr, type);
+  Segment* a = findSegment(type, "a");
+  ASSERT_NE(nullptr, a);
+  EXPECT_FLOAT_EQ(1.5f, a->radius);
+  EXPECT_FLOAT_EQ(0.0f, a->length);
+  EXPECT_FLOAT_EQ(7.5f, a->threshold);
+  EXPECT_NE(std::string::npos, err.find("expression\n expr `2 * 3 + height'\n"));
+  EXPECT_NE(std::string::npos, err.find(" expr `2 * 3 + height' = 7.5 (nvar 1)\n"));
+  UserVar* height = find_userVar(type, "height");
+  ASSERT_NE(nullptr, height);
+  EXPECT_EQ(1, height->defined);
+  ASSERT_NE(nullptr, type->variable_defs);
+  EXPECT_STREQ("size", type->variable_defs->name);
+  EXPECT_FLOAT_EQ(2.0f, type->variable_defs->default_value);
+  EXPECT_FLOAT_EQ(1.0f, type->variable_defs->range_min);
+  EXPECT_FLOAT_EQ(3.0f, type->variable_defs->range_max);
+  EXPECT_STREQ("height * 2", type->variable_defs->expression);
+}
+
+TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
+  write("parts/legs.cdl", "segment leg\nparent hips\n");
+  Agent* type = load("main.cdl", std::string(kHeader) +
+                                     "object person\n"
+                                     "segment hips\n"
+                                     "include parts/legs.cdl\n"
+                                     "segment head\n"
+                                     "end object\n");
+  ASSERT_NE(nullptr, type);
+  Segment* leg = findSegment(type, "leg");
+  ASSERT_NE(nullptr, leg);
+  EXPECT_EQ(findSegment(type, "hips"), leg->parent);
+  EXPECT_EQ(leg, findSegment(type, "hips")->next);
+  EXPECT_EQ(findSegment(type, "head"), leg->next);
+  ASSERT_NE(nullptr, type->include_path);
+  EXPECT_NE(std::string::npos, std::string(type->include_path).find("parts/legs.cdl"));
+}
+
+TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
+  Agent* type = load("hero.cdl", std::string(kHeader) +
+                                     "object hero\n"
+                                     "segment root\n"
+                                     "bind_pose 1 2 3 10 20\n"
+                                     "segment tip\n"
+                                     "bind_pose -0.5\n"
+                                     "bind_pose pose.act\n"  // not numbers: ignored
+                                     "end object\n");
+  ASSERT_NE(nullptr, type);
+  EXPECT_EQ(nullptr, type->actions);
+  Action* action = type->bind_pose_action;
+  ASSERT_NE(nullptr, action);
+  EXPECT_STREQ("hero_bindpose", action->name);
+  const char* names[] = {"root:tx", "root:ty", "root:tz", "root:rx", "root:ry", "root:rz",
+                         "tip:tx",  "tip:ty",  "tip:tz",  "tip:rx",  "tip:ry",  "tip:rz"};
+  const float values[] = {1, 2, 3, 10, 20, 0, -0.5f, 0, 0, 0, 0, 0};
+  int i = 0;
+  for (Curve* curve = action->curves; curve; curve = curve->next, ++i) {
+    ASSERT_LT(i, 12);
+    ASSERT_NE(nullptr, curve->points);
+    ASSERT_EQ(2, curve->points->count);
+    EXPECT_STREQ(names[i], curve->points->channel);
+    EXPECT_FLOAT_EQ(0.0f, curve->points->time[0]);
+    EXPECT_FLOAT_EQ(1.0f, curve->points->time[1]);
+    EXPECT_FLOAT_EQ(values[i], curve->points->value[0]) << names[i];
+    EXPECT_FLOAT_EQ(values[i], curve->points->value[1]) << names[i];
+  }
+  EXPECT_EQ(12, i);
+
+  // A bind-pose file named by the object wins over segment lines.
+  Agent* with_file = load("filed.cdl", std::string(kHeader) +
+                                           "object filed\nbind_pose +pose.act\n"
+                                           "segment root\nbind_pose 1 2 3\nend object\n");
+  ASSERT_NE(nullptr, with_file);
+  EXPECT_STREQ("pose.act", with_file->bind_pose_file);
+  EXPECT_EQ(nullptr, with_file->bind_pose_action);
+}
+
+TEST_F(CdlTest, MaterialsKeepPerPassRowsAndSelectorsResolveAlternatives) {
+  Agent* type =
+      load("shaded.cdl", std::string(kHeader) +
+                             "object shaded\n"
+                             "segment root\n"
+                             "material skin\n"
+                             "diffuse hsv 0 1 1\n"
+                             "specular 0.1 0.2 0.3\n"
+                             "shader \"mib_illum_phong\"\n"
+                             "shader beauty_cdl \"mib_illum_lambert\" \"diffuse\" 2 [1 0 0]\n"
+                             "displacement_bounds 0.5\n"
+                             "displ_bounds beauty_cdl 0.25\n"
+                             "option heads\n"
+                             "var head_choice\n"
+                             "geo head_b\n"
+                             "geo head_a\n"
+                             "attach root\n"
+                             "geometry head_a\n"
+                             "geometry head_b\n"
+                             "end object\n");
+  ASSERT_NE(nullptr, type);
+  Material* skin = find_material(type, 0);
+  ASSERT_NE(nullptr, skin);
+  EXPECT_EQ(COLOUR_MODEL_HSV, skin->diffuse.model);
+  EXPECT_FLOAT_EQ(1.0f, skin->diffuse.value[2]);
+  EXPECT_EQ(COLOUR_MODEL_RGB, skin->specular.model);
+  EXPECT_FLOAT_EQ(0.3f, skin->specular.value[2]);
+  int pass = find_render_pass("beauty_cdl", RENDERER_MENTAL_RAY);
+  ASSERT_GE(pass, 0);
+  const MaterialPass* row = material_pass_row(skin, pass);
+  EXPECT_STREQ("\"mib_illum_lambert\" \"diffuse\" 2 [1 0 0]", row->surface);
+  EXPECT_FLOAT_EQ(0.25f, row->max_displacement);
+  const MaterialPass* other = material_pass_row(skin, pass + 1);
+  EXPECT_STREQ("\"mib_illum_phong\"", other->surface);
+  EXPECT_FLOAT_EQ(0.5f, other->max_displacement);
+
+  OptionNode* heads = type->option_nodes;
+  ASSERT_NE(nullptr, heads);
+  EXPECT_EQ(OPTION_VARIABLE, heads->source);
+  EXPECT_STREQ("head_choice", heads->variable);
+  ASSERT_EQ(2, heads->alternative_count);
+  EXPECT_STREQ("head_b", heads->alternatives[0].geometry->name);
+  EXPECT_STREQ("head_a", heads->alternatives[1].geometry->name);
+  EXPECT_EQ(heads, heads->alternatives[0].geometry->selector);
+  EXPECT_EQ(findSegment(type, "root"), heads->attach_segment);
+  heads->value = 1.6f;
+  EXPECT_EQ(1, option_choice(heads));
+  heads->value = -0.7f;
+  EXPECT_EQ(0, option_choice(heads));
+  heads->value = 7.0f;
+  EXPECT_EQ(1, option_choice(heads));
+}
+
+TEST_F(CdlTest, StateCarriesAcrossReadsAndSegmentKeywordsNeedASegment) {
+  std::string first = write("first.cdl", std::string(kHeader) + "object split\nsegment a\n");
+  std::string second = write("second.cdl", "radius 2\nend object\n");
+  Agent* object = nullptr;
+  Segment* segment = nullptr;
+  BrainNode* node = nullptr;
+  int state = 0, count = 0;
+  uint32_t version = 0;
+  ASSERT_EQ(
+      1, read_cdl_file(first.c_str(), &object, &segment, &node, &state, &count, nullptr, &version));
+  EXPECT_EQ(CDL_SEGMENT, state);
+  EXPECT_EQ(1, count);
+  EXPECT_EQ(0xFF010000u, version);
+  ASSERT_NE(nullptr, segment);
+  Segment* a = segment;
+  ASSERT_EQ(1, read_cdl_file(second.c_str(), &object, &segment, &node, &state, &count, nullptr,
+                             &version));
+  EXPECT_FLOAT_EQ(2.0f, a->radius);
+  EXPECT_EQ(CDL_TOP, state);
+  EXPECT_EQ(nullptr, object);
+
+  // A segment keyword with no open segment.
+  std::string orphan = write("orphan.cdl", "radius 2\n");
+  state = CDL_SEGMENT;
+  segment = nullptr;
+  ::testing::internal::CaptureStderr();
+  read_cdl_file(orphan.c_str(), &object, &segment, &node, &state, &count, nullptr, &version);
+  EXPECT_NE(std::string::npos, ::testing::internal::GetCapturedStderr().find("NO SEG!!\n"));
+}
+
+}  // namespace
