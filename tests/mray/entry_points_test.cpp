@@ -1,0 +1,265 @@
+// The plug-in's entry points driven end to end: the real hordera.so, loaded with dlopen, through
+// the stand-in host linked into this test. The engine starts once per process, so every
+// scenario runs in a child process of its own.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "host/assemblies.h"
+#include "host/database.h"
+#include "host/memory.h"
+#include "host/messages.h"
+#include "host/plugin.h"
+#include "host/render_session.h"
+#include "host/shader_call.h"
+#include "host/shader_interface.h"
+
+namespace {
+
+// Runs `scenario` in a child process; its failures are printed there and fail the parent.
+template <class Scenario>
+void in_child(Scenario scenario) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    scenario();
+    std::fflush(nullptr);
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the scenario failed, see above";
+}
+
+std::unique_ptr<host::Plugin> load() {
+  std::string error;
+  auto plugin = host::load_plugin(HORDERA_PLUGIN_PATH, &error);
+  EXPECT_TRUE(plugin) << error;
+  return plugin;
+}
+
+host::StringOptions options(const char* pass, int blur) {
+  host::StringOptions values;
+  if (pass) {
+    values["render_pass"].kind = host::OptionValue::Kind::string;
+    values["render_pass"].text = pass;
+  }
+  if (blur >= 0) {
+    values["motion_blur"].kind = host::OptionValue::Kind::boolean;
+    values["motion_blur"].boolean = blur != 0;
+  }
+  return values;
+}
+
+host::SceneInstance agent(int id, const char* text) {
+  host::SceneInstance instance;
+  instance.name = "agent_" + std::to_string(id) + "_inst";
+  instance.id = id;
+  instance.has_param_str = text != nullptr;
+  instance.param_str = text ? text : "";
+  instance.bbox_min = {-1.25f, 0.0f, -0.5f};
+  instance.bbox_max = {1.25f, 1.8f, 0.123456f};
+  return instance;
+}
+
+std::vector<std::string> texts(host::Level level) {
+  std::vector<std::string> found;
+  for (const host::Message& message : host::messages())
+    if (message.level == level) found.push_back(message.text);
+  return found;
+}
+
+size_t count(const std::string& text, const std::string& part) {
+  size_t found = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
+  return found;
+}
+
+TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
+  in_child([] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    EXPECT_EQ(plugin->version(), 2);
+
+    testing::internal::CaptureStderr();
+    const host::StringOptions first = options("beauty", 1);
+    const host::StringOptions second = options("night", 0);
+    session.init_shader(&first);
+    session.init_shader(&second);
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(count(printed, "hordera 4.1.18 initialised\nBuild: Windows  11:57 20/06/12\n"), 1u);
+    EXPECT_EQ(count(printed, "linked against mental ray version: mray-3.7.52.13\n"), 1u);
+
+    const std::vector<std::string> expected_debug = {"-->creating apf cache\n",
+                                                     "-->resolve option: render_pass name=beauty",
+                                                     "-->resolve option: motion_blur=1\n",
+                                                     "-->creating apf cache\n",
+                                                     "-->resolve option: render_pass name=night",
+                                                     "-->resolve option: motion_blur=0\n"};
+    EXPECT_EQ(texts(host::Level::debug), expected_debug);
+    const std::vector<std::string> expected_info(2, "-->hordera_mray_init() without paras\n");
+    EXPECT_EQ(texts(host::Level::info), expected_info);
+    EXPECT_EQ(host::shader_interface_objects_held(), 0);
+    EXPECT_EQ(plugin->version(), 2);
+  });
+}
+
+TEST(EntryPoints, InstanceInitAndMissingOptions) {
+  in_child([] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    testing::internal::CaptureStderr();
+    const host::StringOptions none = options(nullptr, -1);
+    session.init_shader(&none);
+    host::clear_messages();
+    const size_t held = host::memory_in_use().size();
+    const int elements = host::db_count();
+
+    session.init_instance(agent(3, "a.cdl x.apf 1"));
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(host::messages().empty());
+    EXPECT_TRUE(host::assemblies().empty());
+    EXPECT_EQ(host::memory_in_use().size(), held);
+    EXPECT_EQ(host::db_count(), elements + 1);  // only the host's own string element
+
+    // Options without render_pass and motion_blur: no pass name, no motion blur.
+    host::clear_messages();
+    session.init_shader(&none);
+    const std::vector<std::string> expected = {"-->creating apf cache\n",
+                                               "-->resolve option: render_pass name=(null)",
+                                               "-->resolve option: motion_blur=0\n"};
+    EXPECT_EQ(texts(host::Level::debug), expected);
+
+    // A state without options resolves nothing.
+    host::clear_messages();
+    session.init_shader(nullptr);
+    EXPECT_EQ(texts(host::Level::debug), std::vector<std::string>{"-->creating apf cache\n"});
+  });
+}
+
+TEST(EntryPoints, GeometryShaderDeclaresTheAgentsAssembly) {
+  in_child([] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    testing::internal::CaptureStderr();
+    session.init_shader(nullptr);
+    host::clear_messages();
+
+    const host::SceneInstance seven = agent(7, "/a/man.cdl /s/frame.12.apf 12 speed 2");
+    const miTag result = session.call_geometry(seven);
+    const std::vector<host::Assembly> declared = host::assemblies();
+    ASSERT_EQ(declared.size(), 1u);
+    EXPECT_EQ(declared[0].name, "asm_7");
+    EXPECT_EQ(result, declared[0].tag);
+    EXPECT_EQ(host::db_data(result) != nullptr, true);
+    const miAssembly& box = declared[0].record;
+    EXPECT_EQ(box.bbox_min.x, seven.bbox_min.x);
+    EXPECT_EQ(box.bbox_min.y, seven.bbox_min.y);
+    EXPECT_EQ(box.bbox_min.z, seven.bbox_min.z);
+    EXPECT_EQ(box.bbox_max.x, seven.bbox_max.x);
+    EXPECT_EQ(box.bbox_max.y, seven.bbox_max.y);
+    EXPECT_EQ(box.bbox_max.z, seven.bbox_max.z);
+    // The parameter string element was read and released again.
+    for (miTag tag = 1; tag <= static_cast<miTag>(host::db_count()); ++tag)
+      EXPECT_EQ(host::db_pins(tag), 0) << "tag " << tag;
+
+    // No parameter string: no assembly, result untouched.
+    EXPECT_EQ(session.call_geometry(agent(8, nullptr)), miNULLTAG);
+    EXPECT_EQ(host::assemblies().size(), 1u);
+
+    const std::vector<host::AssemblyRun> runs = session.run_assemblies();
+    testing::internal::GetCapturedStderr();
+    ASSERT_EQ(runs.size(), 1u);
+    EXPECT_TRUE(runs[0].executed && runs[0].freed);
+    EXPECT_EQ(runs[0].result, miNULLTAG);
+    const std::vector<std::string> expected_info = {"-->hordera_mray()\n", "-->hordera_mray()\n",
+                                                    "-->asm_exec()\n", "-->asm_free_args()\n"};
+    EXPECT_EQ(texts(host::Level::info), expected_info);
+    const std::vector<std::string> expected_debug = {"-->mray_args_free()\n",
+                                                     "-->finished asm_exec()\n"};
+    EXPECT_EQ(texts(host::Level::debug), expected_debug);
+    EXPECT_TRUE(texts(host::Level::error).empty());
+    // Everything the plug-in took from renderer memory has been given back.
+    for (const host::MemoryBlock& block : host::memory_in_use())
+      ADD_FAILURE() << "still held: " << block.file << ":" << block.line;
+    EXPECT_EQ(host::memory_release_faults(), 0u);
+  });
+}
+
+TEST(EntryPoints, PhenomenonParametersComeFromTheInterfaceWhenConnected) {
+  in_child([] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    testing::internal::CaptureStderr();
+    HorderaMrayParameters interface_values{};
+    interface_values.id = 9;
+    interface_values.bbox_min = {5, 5, 5};
+    // Only "id" is connected; the box is read in place.
+    session.call_geometry(agent(7, "a.cdl x.apf 1"), true, {offsetof(HorderaMrayParameters, id)},
+                          &interface_values);
+    const std::vector<host::Assembly> declared = host::assemblies();
+    ASSERT_EQ(declared.size(), 1u);
+    EXPECT_EQ(declared[0].name, "asm_9");
+    EXPECT_EQ(declared[0].record.bbox_min.x, -1.25f);
+    EXPECT_EQ(host::phenomenon_evaluations(), 1);
+    session.run_assemblies();
+    testing::internal::GetCapturedStderr();
+  });
+}
+
+TEST(EntryPoints, MissingCdlFileIsReportedByTheDriver) {
+  in_child([] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    testing::internal::CaptureStderr();
+    session.call_geometry(agent(4, "lonely.cdl"));
+    session.run_assemblies();
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(count(printed, "not enough parameters\n"), 1u);
+    EXPECT_EQ(texts(host::Level::error),
+              std::vector<std::string>{
+                  "-->horderaMray: .cdl file name is missing from parameter string.\n"});
+    EXPECT_TRUE(host::memory_in_use().empty());
+  });
+}
+
+TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
+  in_child([] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    plugin->set_module_handle(nullptr);  // a module that provides nothing
+    testing::internal::CaptureStderr();
+    HorderaMrayParameters block{};
+    block.paramStr = host::db_create_string("a.cdl x.apf 1");
+    miTag result = 0;
+    EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
+    EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(count(printed, "renderer function mi_info is missing"), 1u);
+    EXPECT_EQ(count(printed, "renderer function mi_mem_int_allocate is missing"), 1u);
+    EXPECT_EQ(result, miNULLTAG);
+    EXPECT_TRUE(host::messages().empty());
+  });
+}
+
+}  // namespace

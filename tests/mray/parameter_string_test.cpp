@@ -1,0 +1,167 @@
+// The parameter string parser: files, frame, name/value pairs, and the strings it must not trip
+// over. Renderer memory comes from the stand-in host linked into this test.
+#include "mray/parameter_string.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/memory.h"
+#include "mray/renderer_functions.h"
+
+namespace {
+
+class ParameterString : public ::testing::Test {
+ protected:
+  void SetUp() override { miSetModuleHandle(dlopen(nullptr, RTLD_NOW)); }
+
+  // Parses `text` into `args_`; returns what the parser printed on standard error.
+  std::string parse(const std::string& text) {
+    mray::init_render_args(&args_);
+    testing::internal::CaptureStderr();
+    mray::parse_parameter_string(&args_, text.c_str());
+    return testing::internal::GetCapturedStderr();
+  }
+
+  // Gives the strings and pairs back, leaving the record itself (a local) alone.
+  void TearDown() override {
+    for (char* text : {args_.cdl_file, args_.motion_file, args_.apf_file})
+      host::release_memory(text);
+    for (int i = 0; i < args_.pair_count; ++i) host::release_memory(args_.pairs[i].string);
+    host::release_memory(args_.pairs);
+    EXPECT_TRUE(host::memory_in_use().empty());
+    EXPECT_EQ(host::memory_release_faults(), 0u);
+  }
+
+  MrayRenderArgs args_{};
+};
+
+TEST_F(ParameterString, FilesFrameAndPairs) {
+  const std::string text = "a.cdl /sim/frame.12.apf 12 speed 1.5 cloth_path /c";
+  EXPECT_EQ(parse(text), "");
+  EXPECT_STREQ(args_.cdl_file, "a.cdl");
+  EXPECT_STREQ(args_.apf_file, "/sim/frame.12.apf");
+  EXPECT_EQ(args_.motion_file, nullptr);
+  EXPECT_EQ(args_.frame, 12);
+  EXPECT_EQ(args_.id, -1);
+  ASSERT_EQ(args_.pair_count, 2);
+  EXPECT_STREQ(args_.pairs[0].name, "speed");
+  EXPECT_EQ(args_.pairs[0].kind, MRAY_PAIR_NUMBER);
+  EXPECT_FLOAT_EQ(args_.pairs[0].number, 1.5f);
+  EXPECT_EQ(args_.pairs[0].string, nullptr);
+  EXPECT_STREQ(args_.pairs[1].name, "cloth_path");
+  EXPECT_EQ(args_.pairs[1].kind, MRAY_PAIR_STRING);
+  EXPECT_STREQ(args_.pairs[1].string, "/c");
+  // Renderer memory is tagged with the front-end's source name.
+  for (const host::MemoryBlock& block : host::memory_in_use()) EXPECT_EQ(block.file, "mray");
+}
+
+TEST_F(ParameterString, PoseCacheNamesAreRecognisedByTheirEnding) {
+  EXPECT_TRUE(mray::is_apf_file_name("x.apf"));
+  EXPECT_TRUE(mray::is_apf_file_name("/s/frame.3.apf.gz"));
+  EXPECT_FALSE(mray::is_apf_file_name("x.apf.bak"));
+  EXPECT_FALSE(mray::is_apf_file_name("x.apfx"));
+  EXPECT_FALSE(mray::is_apf_file_name("walk.amc"));
+  // Only the first ".apf" counts: here it is followed by more than ".apf".
+  EXPECT_FALSE(mray::is_apf_file_name("a.apf.d/frame.1.apf"));
+
+  parse("a.cdl x.apf.bak 3");
+  EXPECT_STREQ(args_.motion_file, "x.apf.bak");
+  EXPECT_EQ(args_.apf_file, nullptr);
+}
+
+TEST_F(ParameterString, GzipPoseCacheIsAnApfFile) {
+  parse("a.cdl x.apf.gz 4");
+  EXPECT_STREQ(args_.apf_file, "x.apf.gz");
+  EXPECT_EQ(args_.motion_file, nullptr);
+  EXPECT_EQ(args_.frame, 4);
+  EXPECT_EQ(args_.pair_count, 0);
+  EXPECT_EQ(args_.pairs, nullptr);
+}
+
+TEST_F(ParameterString, ValuesAreNumbersOnlyWhenTheyStartLikeOne) {
+  parse("a.cdl m.amc 1 a .5 b -2 c abc d e5 e +3");
+  ASSERT_EQ(args_.pair_count, 5);
+  const struct {
+    const char* name;
+    uint8_t kind;
+    float number;
+    const char* text;
+  } expected[] = {{"a", MRAY_PAIR_NUMBER, 0.5f, nullptr},
+                  {"b", MRAY_PAIR_NUMBER, -2.0f, nullptr},
+                  {"c", MRAY_PAIR_STRING, 0.0f, "abc"},
+                  {"d", MRAY_PAIR_STRING, 0.0f, "e5"},
+                  {"e", MRAY_PAIR_NUMBER, 3.0f, nullptr}};
+  for (int i = 0; i < 5; ++i) {
+    SCOPED_TRACE(expected[i].name);
+    EXPECT_STREQ(args_.pairs[i].name, expected[i].name);
+    EXPECT_EQ(args_.pairs[i].kind, expected[i].kind);
+    EXPECT_FLOAT_EQ(args_.pairs[i].number, expected[i].number);
+    if (expected[i].text)
+      EXPECT_STREQ(args_.pairs[i].string, expected[i].text);
+    else
+      EXPECT_EQ(args_.pairs[i].string, nullptr);
+  }
+  EXPECT_STREQ(args_.motion_file, "m.amc");
+}
+
+TEST_F(ParameterString, TooFewWordsLeaveTheRecordAlone) {
+  for (const char* text : {"", "a.cdl", "   "}) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(parse(text), "not enough parameters\n");
+    EXPECT_EQ(args_.cdl_file, nullptr);
+    EXPECT_EQ(args_.frame, 1);
+    EXPECT_EQ(args_.pairs, nullptr);
+  }
+}
+
+TEST_F(ParameterString, TwoWordsKeepFrameOne) {
+  EXPECT_EQ(parse("a.cdl b.amc"), "");
+  EXPECT_STREQ(args_.cdl_file, "a.cdl");
+  EXPECT_STREQ(args_.motion_file, "b.amc");
+  EXPECT_EQ(args_.frame, 1);
+  EXPECT_EQ(args_.pair_count, 0);
+}
+
+TEST_F(ParameterString, LeadingBlankMakesAnEmptyFirstWord) {
+  parse(" a.cdl x.apf 5");
+  EXPECT_STREQ(args_.cdl_file, "");
+  EXPECT_STREQ(args_.motion_file, "a.cdl");
+  EXPECT_EQ(args_.frame, 0);  // "x.apf" read as a number
+  // Four words counted, so no pair records; "5" is a dangling name.
+  EXPECT_EQ(args_.pair_count, 0);
+}
+
+TEST_F(ParameterString, DanglingLastNameIsDropped) {
+  // Four words: no pair records at all.
+  parse("a.cdl x.apf 2 speed");
+  EXPECT_EQ(args_.pair_count, 0);
+  EXPECT_EQ(args_.pairs, nullptr);
+  TearDown();
+  // Six words: one record, the last name has none.
+  parse("a.cdl x.apf 2 speed 3 height");
+  ASSERT_EQ(args_.pair_count, 1);
+  EXPECT_STREQ(args_.pairs[0].name, "speed");
+  EXPECT_FLOAT_EQ(args_.pairs[0].number, 3.0f);
+}
+
+TEST_F(ParameterString, OverlongNameIsCutToItsBuffer) {
+  const std::string name(300, 'n');
+  parse("a.cdl x.apf 2 " + name + " 1");
+  ASSERT_EQ(args_.pair_count, 1);
+  EXPECT_EQ(std::string(args_.pairs[0].name), name.substr(0, MRAY_PAIR_NAME_MAX));
+  EXPECT_FLOAT_EQ(args_.pairs[0].number, 1.0f);
+}
+
+TEST_F(ParameterString, TextIsLeftUnchanged) {
+  std::string text = "a.cdl\tx.apf  7 \n k v";
+  const std::string before = text;
+  parse(text);
+  EXPECT_EQ(text, before);
+  EXPECT_EQ(args_.frame, 7);
+  ASSERT_EQ(args_.pair_count, 1);
+  EXPECT_STREQ(args_.pairs[0].string, "v");
+}
+
+}  // namespace
