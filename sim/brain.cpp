@@ -64,6 +64,7 @@ void clear_kind_fields(BrainNode* node) {
   node->seed = node->bounded = 0;
   node->parent_id = node->child_id = 0;
   node->first_member = nullptr;
+  node->keyword_flags = 0;
 }
 
 void apply_defaults(BrainNode* node) {

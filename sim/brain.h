@@ -80,10 +80,10 @@ struct BrainNode {
   float look_ahead;
   int32_t seed;
   int32_t bounded;
-  int32_t parent_id;  // "parent %d"
-  int32_t child_id;   // "child %d"
-  float* alt_inputs;  // reserved for alternative inputs
-  char* text;         // comment text or expression
+  int32_t parent_id;       // "parent %d"
+  int32_t child_id;        // "child %d"
+  float* alt_inputs;       // reserved for alternative inputs
+  char* text;              // comment text or expression
   uint32_t keyword_flags;  // BRAIN_KEYWORD_* bits of the flag lines the agent file gave
 };
 
