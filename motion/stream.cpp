@@ -9,9 +9,8 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
+#include <memory>
 #include <new>
-#include <string>
-#include <vector>
 
 struct Stream {
   FILE* file = nullptr;  // set for a plain file
@@ -45,12 +44,14 @@ Stream* stream_open(const char* path, const char* mode, int compressed) {
   // A directory opens as a file on some systems but can never be read as one.
   if (is_directory(path)) return nullptr;
 
-  // Always binary; a gzip writer keeps any compression level digit the caller gave ("w9").
-  std::string open_mode(1, kind);
-  open_mode += 'b';
+  // Always binary; a gzip writer keeps one compression level digit the caller gave ("w9").
+  char open_mode[4] = {kind, 'b', '\0', '\0'};
   if (compressed) {
     for (const char* c = mode + 1; *c != '\0'; ++c) {
-      if (*c >= '0' && *c <= '9') open_mode += *c;
+      if (*c >= '0' && *c <= '9') {
+        open_mode[2] = *c;
+        break;
+      }
     }
   }
 
@@ -58,10 +59,10 @@ Stream* stream_open(const char* path, const char* mode, int compressed) {
   if (stream == nullptr) return nullptr;
   stream->writing = kind != 'r';
   if (compressed) {
-    stream->gz = gzopen(path, open_mode.c_str());
+    stream->gz = gzopen(path, open_mode);
     if (stream->gz != nullptr) gzbuffer(stream->gz, kGzipBufferBytes);
   } else {
-    stream->file = std::fopen(path, open_mode.c_str());
+    stream->file = std::fopen(path, open_mode);
   }
   if (stream->gz == nullptr && stream->file == nullptr) {
     delete stream;
@@ -139,10 +140,13 @@ int stream_printf(Stream* stream, const char* format, ...) {
     const int length = std::vsnprintf(nullptr, 0, format, measure);
     va_end(measure);
     if (length >= 0) {
-      std::vector<char> text(static_cast<size_t>(length) + 1);
-      std::vsnprintf(text.data(), text.size(), format, args);
-      const size_t put = stream_write(stream, text.data(), static_cast<size_t>(length));
-      written = put == static_cast<size_t>(length) ? length : -1;
+      // Out of memory for the text is a failed write, not an exception across the interface.
+      std::unique_ptr<char[]> text(new (std::nothrow) char[static_cast<size_t>(length) + 1]);
+      if (text != nullptr) {
+        std::vsnprintf(text.get(), static_cast<size_t>(length) + 1, format, args);
+        const size_t put = stream_write(stream, text.get(), static_cast<size_t>(length));
+        written = put == static_cast<size_t>(length) ? length : -1;
+      }
     }
   }
   va_end(args);
