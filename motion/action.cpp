@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <vector>
 
 #include "agent/agent.h"
@@ -136,12 +137,16 @@ Action* copyAction(Action* action) {
 void sort_actions_by_name(Agent* agent) {
   Action** list = action_list_of(agent);
   if (!list) return;
-  std::vector<Action*> actions;
-  for (Action* action = *list; action; action = action->next) actions.push_back(action);
-  std::stable_sort(actions.begin(), actions.end(), [](const Action* a, const Action* b) {
-    return std::strcmp(a->name ? a->name : "", b->name ? b->name : "") < 0;
-  });
-  relink(list, actions);
+  try {
+    std::vector<Action*> actions;
+    for (Action* action = *list; action; action = action->next) actions.push_back(action);
+    std::stable_sort(actions.begin(), actions.end(), [](const Action* a, const Action* b) {
+      return std::strcmp(a->name ? a->name : "", b->name ? b->name : "") < 0;
+    });
+    relink(list, actions);
+  } catch (const std::exception&) {
+    // No memory to order the list: it stays as it was.
+  }
 }
 
 int file_save_binary_actions(void* file, Agent* agent) {

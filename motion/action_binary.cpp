@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -144,12 +145,26 @@ bool read_curve(Reader& in, Agent* agent, Action* action) {
   return true;
 }
 
+int read_binary_file(const char* path, Agent* agent, Action** list);
+
 }  // namespace
 
 extern "C" {
 
 int actions_read_binary(const char* path, Agent* agent, Action** list) {
   if (!path || !list) return 0;
+  try {
+    return read_binary_file(path, agent, list);
+  } catch (const std::exception&) {
+    return 1;  // scratch memory ran out: the records read so far stay
+  }
+}
+
+}  // extern "C"
+
+namespace {
+
+int read_binary_file(const char* path, Agent* agent, Action** list) {
   std::vector<uint8_t> bytes;
   if (!read_file(path, &bytes)) return 0;
   Reader in(bytes);
@@ -175,4 +190,4 @@ int actions_read_binary(const char* path, Agent* agent, Action** list) {
   return 1;
 }
 
-}  // extern "C"
+}  // namespace

@@ -3,6 +3,7 @@
 // that ends it.
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -132,6 +133,41 @@ CurveEnd read_curves(LineReader& reader, Action* action, CurveDefaults& defaults
   return CurveEnd::kStreamEnd;
 }
 
+// Reads actions until the end of the stream or a line that ends the list (pushed back),
+// counting them in `*actions_read`.
+void read_list(Stream* stream, Action** list, int* actions_read) {
+  LineReader reader(stream);
+  CurveDefaults defaults;
+  const char* line;
+  while ((line = reader.next()) && !starts_with(line, "action")) {
+  }
+  Action* action = line ? start_action(list, line) : nullptr;
+  if (action) ++*actions_read;
+  while (action && (line = reader.next())) {
+    if (starts_with(line, "action")) {
+      action = start_action(list, line);
+      if (action) ++*actions_read;
+    } else if (ends_action_list(line)) {
+      reader.push_back();
+      break;
+    } else if (starts_with(line, "rate")) {
+      std::sscanf(line, "rate %f", &action->rate);
+      action->working_rate = action->rate;
+    } else if (starts_with(line, "track")) {
+      int track = action->track;
+      std::sscanf(line, "track %d", &track);
+      action->track = static_cast<uint8_t>(track);
+    } else if (starts_with(line, "loop")) {
+      std::sscanf(line, "loop %f %f %f", &action->loop[0], &action->loop[1], &action->loop[2]);
+      action->flags = 0;
+      if (std::strstr(line, "one_shot")) action->flags |= ACTION_ONE_SHOT;
+      if (std::strstr(line, "no_retrigger")) action->flags |= ACTION_NO_RETRIGGER;
+    } else if (starts_with(line, "curve")) {
+      if (read_curves(reader, action, defaults) == CurveEnd::kListEnd) break;
+    }
+  }
+}
+
 }  // namespace
 
 extern "C" {
@@ -156,39 +192,12 @@ void actions_write_text(Stream* stream, Action* actions) {
 
 int actions_read_text(Stream* stream, Agent* agent, Action** list) {
   if (!stream || !list) return 0;
-  LineReader reader(stream);
-  CurveDefaults defaults;
   int actions_read = 0;
-
-  const char* line;
-  while ((line = reader.next()) && !starts_with(line, "action")) {
+  try {
+    read_list(stream, list, &actions_read);
+  } catch (const std::exception&) {
+    // Scratch memory ran out: the actions read so far stay.
   }
-  Action* action = line ? start_action(list, line) : nullptr;
-  if (action) ++actions_read;
-  while (action && (line = reader.next())) {
-    if (starts_with(line, "action")) {
-      action = start_action(list, line);
-      if (action) ++actions_read;
-    } else if (ends_action_list(line)) {
-      reader.push_back();
-      break;
-    } else if (starts_with(line, "rate")) {
-      std::sscanf(line, "rate %f", &action->rate);
-      action->working_rate = action->rate;
-    } else if (starts_with(line, "track")) {
-      int track = action->track;
-      std::sscanf(line, "track %d", &track);
-      action->track = static_cast<uint8_t>(track);
-    } else if (starts_with(line, "loop")) {
-      std::sscanf(line, "loop %f %f %f", &action->loop[0], &action->loop[1], &action->loop[2]);
-      action->flags = 0;
-      if (std::strstr(line, "one_shot")) action->flags |= ACTION_ONE_SHOT;
-      if (std::strstr(line, "no_retrigger")) action->flags |= ACTION_NO_RETRIGGER;
-    } else if (starts_with(line, "curve")) {
-      if (read_curves(reader, action, defaults) == CurveEnd::kListEnd) break;
-    }
-  }
-
   for (Action* a = *list; a; a = a->next)
     for (Curve* curve = a->curves; curve; curve = curve->next) action_bind_curve(agent, curve);
   return actions_read > 0 ? 1 : 0;

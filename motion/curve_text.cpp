@@ -2,6 +2,7 @@
 // indentation styles and reading a block body line by line through the Stream layer.
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,12 @@ const char* skip_blanks(const char* text) {
 struct KeyLine {
   float fields[6] = {0, 0, 0, 0, 0, 0};
 };
+
+void report_out_of_memory() {
+  std::fputs("Out of memory allocating curve points.\n", stderr);
+}
+
+int read_block_body(Stream* stream, Curve* curve);
 
 }  // namespace
 
@@ -86,6 +93,19 @@ void curve_write_text(Stream* stream, Curve* curve, int style) {
 
 int curve_read_text(Stream* stream, Curve* curve) {
   if (!stream || !curve) return 0;
+  try {
+    return read_block_body(stream, curve);
+  } catch (const std::exception&) {
+    report_out_of_memory();  // scratch buffers could not be had; the curve keeps what it has
+    return 0;
+  }
+}
+
+}  // extern "C"
+
+namespace {
+
+int read_block_body(Stream* stream, Curve* curve) {
   long entry = stream_tell(stream);
   std::vector<char> buffer(kLineLimit);
   int type = curve->points ? int(curve->points->type) : int(CURVE_LINEAR);
@@ -151,4 +171,4 @@ int curve_read_text(Stream* stream, Curve* curve) {
   return 0;
 }
 
-}  // extern "C"
+}  // namespace
