@@ -185,8 +185,9 @@ int geometry_load(Agent* type, GeometryNode* node) {
   for (BlendShape* blend = node->blends; blend != nullptr; blend = blend->next)
     load_blend_shape(node, blend, directory);
   if (geometry_load_weights(type, node)) skin_build_influences(type, node);
-  mesh_refresh(node->mesh, node->flip_normals);
-  mesh_refresh(node->rest_mesh, node->flip_normals);
+  // The loader already reported short polygons; the node's copies refresh quietly.
+  hordera::refresh_polygons(node->mesh, node->flip_normals, false);
+  hordera::refresh_polygons(node->rest_mesh, node->flip_normals, false);
   node->load_state = 1;
   return 1;
 }

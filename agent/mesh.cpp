@@ -145,6 +145,12 @@ void mesh_transform(Mesh* mesh, const float* m) {
 }
 
 int mesh_refresh(Mesh* mesh, int orientation) {
+  return hordera::refresh_polygons(mesh, orientation, true);
+}
+
+}  // extern "C"
+
+int hordera::refresh_polygons(Mesh* mesh, int orientation, bool report_short_polygons) {
   if (mesh == nullptr) return 0;
   mesh->orientation = orientation ? 1 : 0;
   if (mesh->kind != MESH_POLYGONS) return 0;
@@ -155,7 +161,8 @@ int mesh_refresh(Mesh* mesh, int orientation) {
     polygon.area = 0;
     const int32_t count = polygon.corner_count;
     if (count < 3) {
-      std::fprintf(stderr, "poly %d has only %d points!\n", index, count);
+      if (report_short_polygons)
+        std::fprintf(stderr, "poly %d has only %d points!\n", index, count);
       ++short_polygons;
       continue;
     }
@@ -183,5 +190,3 @@ int mesh_refresh(Mesh* mesh, int orientation) {
   }
   return short_polygons;
 }
-
-}  // extern "C"

@@ -74,3 +74,9 @@ void mesh_transform(Mesh* mesh, const float* matrix);
 int mesh_refresh(Mesh* mesh, int orientation);
 
 }  // extern "C"
+
+namespace hordera {
+// mesh_refresh() with the short-polygon message optional: the loader reports a file's short
+// polygons once, and copies made from it refresh quietly.
+int refresh_polygons(Mesh* mesh, int orientation, bool report_short_polygons);
+}  // namespace hordera
