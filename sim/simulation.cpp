@@ -7,6 +7,8 @@
 #include "agent/agent.h"
 #include "agent/skeleton.h"
 #include "motion/apf.h"
+#include "motion/playback.h"
+#include "sim/brain.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
 #include "sim/vecmath.h"
@@ -278,7 +280,10 @@ extern "C" void sim_build_root_matrix(Agent* agent) {
 
 extern "C" void sim_delete_agent(Agent* agent) {
   if (!agent) return;
+  // Every subsystem's per-agent state goes before the agent record itself.
   free_frame_callbacks(agent);
+  playback_free_table(agent);
+  brain_free_output_copies(agent);
   std::free(agent->pass_flags);
   agent->pass_flags = nullptr;
   agent->pass_flag_count = 0;
