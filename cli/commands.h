@@ -9,3 +9,5 @@ extern int command_exit_status;
 
 // `hordera inspect SCENE`: drives the plug-in through a scene and reports what it did.
 void add_inspect_command(CLI::App& app);
+// `hordera info AGENT.cdl`: summarises an agent file and the warnings its reading printed.
+void add_info_command(CLI::App& app);

@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(0, 1);
   app.fallthrough();
   add_inspect_command(app);
+  add_info_command(app);
 
   CLI11_PARSE(app, argc, argv);
   if (app.get_subcommands().empty()) {
