@@ -361,6 +361,18 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
     EXPECT_LE(count_actions(list), 2);
     free_actions(list);
   }
+
+  // A damaged word anywhere (a huge length, count or tag) never makes the reader fault.
+  for (size_t at = 4; at < whole.size(); ++at) {
+    std::string damaged = whole;
+    damaged[at] = static_cast<char>(0xFF);
+    path = temp_path("damaged.actb");
+    write_file(path, damaged);
+    list = nullptr;
+    EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 1);
+    EXPECT_LE(count_actions(list), 2);
+    free_actions(list);
+  }
 }
 
 TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
@@ -427,6 +439,17 @@ TEST(ActionFile, ImportDispatchesByExtension) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "importing " + act + "\n");
   EXPECT_NE(findAction(type, "hop"), nullptr);
 
+  // Compressed text loads through the gzip stream.
+  const std::string gz = temp_path("import.act.gz");
+  Stream* out = stream_open(gz.c_str(), "w", 1);
+  stream_printf(out, "action skip\n    rate 2\n");
+  stream_close(out);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(agent_import_action(type, gz.c_str()), 1);
+  testing::internal::GetCapturedStderr();
+  ASSERT_NE(findAction(type, "skip"), nullptr);
+  EXPECT_FLOAT_EQ(findAction(type, "skip")->rate, 2);
+
   testing::internal::CaptureStderr();
   EXPECT_EQ(agent_import_action(type, "motion.mov"), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
@@ -443,7 +466,7 @@ TEST(ActionFile, ImportDispatchesByExtension) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(agent_import_action(type, bvh.c_str()), 0);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("not supported"), std::string::npos);
-  EXPECT_EQ(count_actions(type->actions), 1);
+  EXPECT_EQ(count_actions(type->actions), 2);
 }
 
 }  // namespace
