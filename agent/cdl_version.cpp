@@ -1,6 +1,6 @@
 // Version numbers of agent files: a version text packed into one comparable number.
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 

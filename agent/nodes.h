@@ -192,7 +192,7 @@ struct GeometryNode {
   float** weights;              // per-vertex weights: one array of mesh->point_count floats per
                                 // attached segment (per bone without an attach list), or null
   int32_t weight_array_count;
-  int32_t influence_count;  // sparse influences, parallel arrays of influence_count entries:
+  int32_t influence_count;    // sparse influences, parallel arrays of influence_count entries:
   int32_t* influence_vertex;  // vertex number
   int32_t* influence_bone;    // position of the bone in the agent type's bone list
   float* influence_weight;
