@@ -24,7 +24,9 @@ std::vector<std::string> names(Action* list) {
   std::vector<std::string> out;
   for (Action* a = list; a; a = a->next) {
     out.push_back(a->name);
-    if (a->next) EXPECT_EQ(a->next->prev, a);
+    if (a->next) {
+      EXPECT_EQ(a->next->prev, a);
+    }
   }
   return out;
 }
