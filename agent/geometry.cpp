@@ -143,13 +143,7 @@ void geometry_free_data(GeometryNode* node) {
   free_weight_arrays(node->weights, node->weight_array_count);
   node->weights = nullptr;
   node->weight_array_count = 0;
-  std::free(node->influence_vertex);
-  std::free(node->influence_bone);
-  std::free(node->influence_weight);
-  node->influence_vertex = node->influence_bone = nullptr;
-  node->influence_weight = nullptr;
-  node->influence_count = 0;
-  node->bones = 0;
+  skin_free_influences(node);
   for (BlendShape* blend = node->blends; blend != nullptr; blend = blend->next) {
     std::free(blend->data);
     blend->data = nullptr;

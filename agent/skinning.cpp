@@ -129,8 +129,7 @@ void skin_bind_bones(Agent* type) {
   }
 }
 
-int skin_build_influences(Agent* type, GeometryNode* node) {
-  if (node == nullptr) return 0;
+void skin_free_influences(GeometryNode* node) {
   std::free(node->influence_vertex);
   std::free(node->influence_bone);
   std::free(node->influence_weight);
@@ -138,6 +137,11 @@ int skin_build_influences(Agent* type, GeometryNode* node) {
   node->influence_weight = nullptr;
   node->influence_count = 0;
   node->bones = 0;
+}
+
+int skin_build_influences(Agent* type, GeometryNode* node) {
+  if (node == nullptr) return 0;
+  skin_free_influences(node);
   if (node->weights == nullptr || node->mesh == nullptr) return 0;
   const int32_t vertex_count = node->mesh->point_count;
   std::vector<int> array_bone(static_cast<size_t>(node->weight_array_count));

@@ -19,6 +19,8 @@ void skin_bind_bones(Agent* type);
 // name bones through their segment; an attached segment without a bone contributes nothing.
 // Sets node->bones when at least one influence exists. Returns the influence count.
 int skin_build_influences(Agent* type, GeometryNode* node);
+// Releases the node's sparse influence list and marks it as not bound to the skeleton.
+void skin_free_influences(GeometryNode* node);
 // The skin matrix of every bone of the agent's type for the agent's current pose, 16 floats per
 // bone in bone-list order, written to `out` (room for `capacity` bones): bind matrix, then
 // diag(s*t, s, s*t, 1) when the segment's scale or thickness factor is not exactly 1, then the

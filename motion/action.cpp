@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "agent/agent.h"
+#include "motion/id_list.h"
 
 namespace {
 
@@ -50,18 +51,7 @@ Action* newAction(Action** list) {
   action->loop[1] = 1.0f;
   action->playback_scale = 1.0f;
   if (!list) return action;
-  int32_t largest = 0;
-  Action* tail = nullptr;
-  for (Action* a = *list; a; a = a->next) {
-    largest = std::max(largest, a->id);
-    tail = a;
-  }
-  action->id = largest + 1;
-  action->prev = tail;
-  if (tail)
-    tail->next = action;
-  else
-    *list = action;
+  hordera::append_with_next_id(list, action);
   return action;
 }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "motion/action.h"
+#include "motion/id_list.h"
 
 namespace {
 
@@ -134,18 +135,7 @@ Curve* newCurve(Curve** list) {
   if (!curve) return nullptr;
   curve->channel_index = -1;
   if (!list) return curve;
-  int32_t largest = 0;
-  Curve* tail = nullptr;
-  for (Curve* c = *list; c; c = c->next) {
-    largest = std::max(largest, c->id);
-    tail = c;
-  }
-  curve->id = largest + 1;
-  curve->prev = tail;
-  if (tail)
-    tail->next = curve;
-  else
-    *list = curve;
+  hordera::append_with_next_id(list, curve);
   return curve;
 }
 
