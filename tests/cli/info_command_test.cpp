@@ -1,0 +1,95 @@
+// `hordera info` summarises an agent file for its author, and refuses what it cannot read with
+// the file's name and a failing exit code.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+struct CommandRun {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void write_file(const std::string& path, const std::string& text) {
+  std::ofstream(path) << text;
+}
+
+CommandRun run_info(const std::string& argument) {
+  const std::string dir = testing::TempDir();
+  const std::string command = std::string(HORDERA_COMMAND_PATH) + " info '" + argument + "' >" +
+                              dir + "info.out 2>" + dir + "info.err";
+  const int status = std::system(command.c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(dir + "info.out"),
+          read_file(dir + "info.err")};
+}
+
+// A two-segment agent with a skinned mesh, a material, variables, a brain and one bone line
+// that names no segment.
+std::string write_agent() {
+  const std::string dir = testing::TempDir();
+  write_file(dir + "body.obj",
+             "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 2 0\nv 1 2 0\nvn 0 0 1\n"
+             "f 1//1 2//1 3//1 4//1\nf 4//1 3//1 6//1 5//1\n");
+  write_file(dir + "body.w",
+             "# Hordera vertex weights file, written by version 4.1.18\n\n"
+             "deformer 0 root\ndeformer 1 spine\n\n"
+             "0:  0 1\n1:  0 1\n2:  0 0.5 1 0.5\n3:  0 0.5 1 0.5\n4:  1 1\n5:  1 1\n");
+  write_file(dir + "man.cdl",
+             "# CDL created with hordera v4.1.18\n"
+             "object man\n"
+             "variables\nspeed 1.5\nend variables\n"
+             "segment root\norder rz ry rx\n"
+             "segment spine\nparent root\ndof rx\n"
+             "bone root\nbone spine\n"
+             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 1\n"
+             "bone ghost\n"
+             "material skin\nid 1\ndiffuse 0.8 0.5 0.4\n"
+             "fuzzy input\nchannel tx\nfuzzy output\nchannel spine:rx\n"
+             "end object\n");
+  return dir + "man.cdl";
+}
+
+TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) {
+  const CommandRun run = run_info(write_agent());
+  ASSERT_EQ(0, run.status) << run.err;
+  const std::string& out = run.out;
+  EXPECT_NE(std::string::npos, out.find("agent type man (number 1)")) << out;
+  // The spine is listed under the root, indented one step further, with its order and mask.
+  EXPECT_NE(std::string::npos, out.find("  root  order rz ry rx tx ty tz")) << out;
+  EXPECT_NE(std::string::npos, out.find("    spine  order rx ry rz tx ty tz  dof rx (8)")) << out;
+  EXPECT_NE(std::string::npos, out.find("6 vertices, 2 polygons")) << out;
+  EXPECT_NE(std::string::npos, out.find("weights body.w: 2 deformer arrays")) << out;
+  EXPECT_NE(std::string::npos, out.find("1 skin:")) << out;
+  EXPECT_NE(std::string::npos, out.find("speed = 1.5")) << out;
+  EXPECT_NE(std::string::npos, out.find("brain nodes: 2 (input 1, output 1)")) << out;
+  // What the reader said while loading is shown to the author, not lost.
+  EXPECT_NE(std::string::npos, out.find("bones WARNING: Couldn't find bone called `ghost'")) << out;
+}
+
+TEST(InfoCommand, RefusesMissingAndWronglyNamedFilesNamingThem) {
+  const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
+  EXPECT_NE(0, missing.status);
+  EXPECT_NE(std::string::npos, missing.err.find("nowhere.cdl")) << missing.err;
+
+  const std::string text = testing::TempDir() + "agent.txt";
+  write_file(text, "object nope\nend object\n");
+  const CommandRun refused = run_info(text);
+  EXPECT_NE(0, refused.status);
+  EXPECT_NE(std::string::npos, refused.err.find("cdl or .act")) << refused.err;
+  EXPECT_NE(std::string::npos, refused.err.find("agent.txt")) << refused.err;
+}
+
+}  // namespace
