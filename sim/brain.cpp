@@ -213,18 +213,22 @@ void brain_rebuild_macros(Agent* agent) {
     node->first_member = nullptr;
     node->next_in_macro = nullptr;
   }
-  // Members are chained in list order; the map holds each macro's last member so far.
+  // Only the macro nodes of this list gather members: an owner reference to a node of another
+  // kind, or to a node that is no longer in the list, makes no membership and is never written
+  // through. The map holds each macro's last member so far, so members chain in list order.
   std::unordered_map<BrainNode*, BrainNode*> last_member;
   for (BrainNode* node = owner->brain; node != nullptr; node = node->next) {
-    BrainNode* macro = node->owner_macro;
-    if (macro == nullptr) continue;
-    auto found = last_member.find(macro);
-    if (found == last_member.end()) {
-      macro->first_member = node;
+    if (node->kind == BRAIN_MACRO || node->kind == BRAIN_MACRO2) last_member.emplace(node, nullptr);
+  }
+  for (BrainNode* node = owner->brain; node != nullptr; node = node->next) {
+    auto found = last_member.find(node->owner_macro);
+    if (found == last_member.end()) continue;
+    if (found->second == nullptr) {
+      found->first->first_member = node;
     } else {
       found->second->next_in_macro = node;
     }
-    last_member[macro] = node;
+    found->second = node;
   }
 }
 

@@ -162,6 +162,22 @@ TEST(BrainTest, MacroMembershipFollowsListOrder) {
   brain_rebuild_macros(type);
   EXPECT_EQ(macro->first_member, c);
   EXPECT_EQ(a->next_in_macro, nullptr);
+
+  // Only macros of this list gather members: an owner of another kind, or a macro of another
+  // brain, is left untouched and its would-be members stay unchained.
+  Agent* stranger = new_agent_type("strangers");
+  BrainNode* foreign = brain_new_node(stranger, BRAIN_MACRO);
+  a->owner_macro = foreign;
+  b->owner_macro = a;
+  c->owner_macro = b;
+  brain_rebuild_macros(type);
+  EXPECT_EQ(foreign->first_member, nullptr);
+  EXPECT_EQ(a->first_member, nullptr);
+  EXPECT_EQ(b->first_member, nullptr);
+  EXPECT_EQ(macro->first_member, nullptr);
+  EXPECT_EQ(other->first_member, nullptr);
+  EXPECT_EQ(a->next_in_macro, nullptr);
+  EXPECT_EQ(b->next_in_macro, nullptr);
 }
 
 TEST(BrainTest, IdsBecomeUniqueAndFindable) {
