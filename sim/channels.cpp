@@ -34,16 +34,23 @@ bool one_of(std::string_view name, std::initializer_list<std::string_view> names
   return false;
 }
 
-// Sensed channels that need world data the engine does not hold (terrain maps, collisions, game
-// controllers, dynamics): they read as flat ground at height 0, no contact and centred sticks.
-bool is_sensed_without_world(std::string_view channel) {
+// Ground and collision channels, sensed for the agent and for each segment. The engine holds no
+// terrain maps and no collision detection: they read as flat ground at height 0, no contact.
+bool is_ground_or_collision(std::string_view channel) {
   if (channel.starts_with("ground.") || channel == "ground") return true;
-  if (channel.starts_with("controller.")) return true;
   if (channel.starts_with("collide")) {
     const std::string_view rest = channel.substr(7);
     return one_of(rest, {".x", ".y", ".z", ".h", ".vx", ".vy", ".vz", ".nx", ".ny", ".nz", ".px",
                          ".py", ".pz", ".v"});
   }
+  return false;
+}
+
+// Sensed channels of the agent that need world data the engine does not hold (besides ground and
+// collisions: game controllers, dynamics, IK goals): they read as centred sticks and zeros.
+bool is_sensed_without_world(std::string_view channel) {
+  if (is_ground_or_collision(channel)) return true;
+  if (channel.starts_with("controller.")) return true;
   return one_of(channel, {"balance.x", "balance.z", "ik_goal.x", "ik_goal.y", "ik_goal.z"});
 }
 
@@ -170,7 +177,8 @@ Reading read_agent(std::string_view channel, Agent* agent) {
 }
 
 Reading read_segment(std::string_view channel, Agent* agent, Segment* segment) {
-  if (is_sensed_without_world(channel)) return {0.0f, SIM_RESULT_SENSED};
+  // Controllers, balance and IK goals belong to the agent alone and are no channels of a segment.
+  if (is_ground_or_collision(channel)) return {0.0f, SIM_RESULT_SENSED};
   if (channel == "h" || axis_index(channel) >= 0) {
     Matrix world;
     worldSpace(segment, world);

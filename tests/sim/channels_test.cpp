@@ -182,6 +182,14 @@ TEST_F(ChannelsTest, ReadingVocabularyOfAgentAndWorld) {
       {"hip:h", 2.0f, SIM_RESULT_SEGMENT},
       {"G.z", 3.0f, SIM_RESULT_AGENT},
       {"collided", 0.0f, SIM_RESULT_NONE},
+      // A segment senses ground and collisions, but controllers, balance and IK goals are
+      // channels of the agent only.
+      {"hip:ground.dz", 0.0f, SIM_RESULT_SENSED},
+      {"hip:collide.v", 0.0f, SIM_RESULT_SENSED},
+      {"balance.x", 0.0f, SIM_RESULT_SENSED},
+      {"hip:balance.x", 0.0f, SIM_RESULT_NONE},
+      {"hip:controller.slider", 0.0f, SIM_RESULT_NONE},
+      {"hip:ik_goal.y", 0.0f, SIM_RESULT_NONE},
   };
   for (const auto& entry : cases) {
     int kind = -1;
