@@ -103,7 +103,8 @@ int curve_type_from_text(const char* line);
 bool curve_rebuild_storage(CurvePoints* points, int count, bool tangents);
 // Replaces the channel name of the curve's points with a copy of `channel` (null clears it).
 void curve_set_channel(Curve* curve, const char* channel);
-// Gives every key the automatic tangents of its neighbours (needs tangent arrays).
+// Gives every key the automatic tangents of its neighbours (needs tangent arrays and at least
+// two keys; otherwise nothing changes).
 void curve_auto_tangents(Curve* curve);
 // A copy of the curve with its points, not linked into any list; null when memory runs out.
 Curve* curve_copy(const Curve* curve);

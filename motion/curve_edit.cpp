@@ -50,11 +50,8 @@ void curve_auto_tangents(Curve* curve) {
   if (!has_tangents(curve)) return;
   CurvePoints& k = *curve->points;
   int n = k.count;
-  if (n < 2) {
-    // A lone key gets a flat tangent of unit time length.
-    for (int i = 0; i < n; ++i) k.in_x[i] = k.out_x[i] = 1, k.in_y[i] = k.out_y[i] = 0;
-    return;
-  }
+  // Tangents come from the neighbouring keys: a lone key keeps the tangents it has.
+  if (n < 2) return;
   for (int i = 0; i < n; ++i) {
     float x, y;
     if (i == 0) {

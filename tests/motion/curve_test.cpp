@@ -121,6 +121,19 @@ TEST(CurveStorage, TypeChangesRecomputeTangentsOnlyOnRealChanges) {
   EXPECT_FLOAT_EQ(k->in_x[1], 0.5f);  // interior: half the span of the neighbours
   EXPECT_FLOAT_EQ(k->in_y[1], 0);
   curve_free(curve);
+
+  // A lone key has no neighbours to take tangents from: fresh storage keeps zeros, and a change
+  // between spline types keeps what the key had.
+  Curve* lone = make_curve(CURVE_SPLINE1D, {{0.3f, 9}});
+  k = lone->points;
+  EXPECT_FLOAT_EQ(k->in_x[0], 0);
+  EXPECT_FLOAT_EQ(k->out_x[0], 0);
+  k->out_x[0] = 0.25f;
+  k->out_y[0] = 2;
+  curve_set_type(lone, CURVE_SPLINE2D);
+  EXPECT_FLOAT_EQ(k->out_x[0], 0.25f);
+  EXPECT_FLOAT_EQ(k->out_y[0], 2);
+  curve_free(lone);
 }
 
 TEST(CurveStorage, AllocationFailureLeavesCurveUnchanged) {
