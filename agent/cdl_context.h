@@ -86,6 +86,12 @@ struct Context {
   LineSource* lines = nullptr;
   int include_depth = 0;
   std::string top_path;  // the file the read started from
+  // The resolved names of the files being read, outermost first: an include of one of them is a
+  // cycle and is not read.
+  std::vector<std::string> open_files;
+  // Files opened through "include" during this read, bounded so that a file that includes
+  // another several times cannot multiply the work without end.
+  int included_files = 0;
 
   std::vector<PendingInputs> pending_inputs;
   std::vector<MadeType> made;

@@ -12,8 +12,20 @@ namespace hordera::cdl {
 
 namespace {
 
-// Files nested deeper than this through "include" are not read (an include cycle).
+// Files nested deeper than this through "include" are not read.
 constexpr int kMaxIncludeDepth = 32;
+// At most this many files are opened through "include" in one read.
+constexpr int kMaxIncludedFiles = 1000;
+
+// The name under which a file is recognised when it is included again: its resolved path when
+// it exists, else the path as given.
+std::string resolved_name(const std::string& path) {
+  char* real = realpath(path.c_str(), nullptr);
+  if (!real) return path;
+  std::string name(real);
+  free(real);
+  return name;
+}
 
 bool has_agent_file_extension(const std::string& path) {
   auto ends_with = [&](const char* extension) {
@@ -129,6 +141,7 @@ int read_file(Context& context, const std::string& path) {
   LineSource* saved_lines = context.lines;
   context.path = path;
   context.lines = &lines;
+  context.open_files.push_back(resolved_name(path));
   ++context.include_depth;
 
   std::string raw;
@@ -144,6 +157,7 @@ int read_file(Context& context, const std::string& path) {
   }
 
   --context.include_depth;
+  context.open_files.pop_back();
   context.path = saved_path;
   context.lines = saved_lines;
   return 1;
@@ -168,6 +182,18 @@ void read_include(Context& context, const std::string& line) {
     report(context, "includes nested too deeply, not reading ", target);
     return;
   }
+  std::string name = resolved_name(target);
+  for (const std::string& open : context.open_files) {
+    if (open == name) {
+      report(context, "include of a file that is being read, not reading ", target);
+      return;
+    }
+  }
+  if (context.included_files >= kMaxIncludedFiles) {
+    report(context, "too many included files, not reading ", target);
+    return;
+  }
+  ++context.included_files;
   if (Agent* agent = context.current()) set_text(&agent->include_path, target);
   read_file(context, target);
 }
