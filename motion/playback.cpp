@@ -23,7 +23,8 @@ int number_of_playbacks(void) {
 
 void create_playbacks(Agent* agent) {
   if (agent == nullptr || agent->playbacks != nullptr) return;
-  if (playback_actions(agent) == nullptr) return;
+  // The agent's own actions count even when it shares its prototype's list for playing.
+  if (agent->actions == nullptr && playback_actions(agent) == nullptr) return;
   // One zero-filled block: the slots, then one per-playback record for each slot.
   const size_t bytes =
       sizeof(PlaybackSlot) * kPlaybackSlots + sizeof(float) * kPlaybackDataFloats * kPlaybackSlots;

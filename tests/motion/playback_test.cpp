@@ -89,7 +89,19 @@ TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
   EXPECT_EQ(getPlaybackInfo(bare, 0, nullptr, nullptr, nullptr), 0u);
   float value = 0.0f;
   EXPECT_EQ(action_channel_query(bare, "phase", &value), 0);  // no table: nothing answered
+
+  // Actions of its own give a table even when its prototype, whose list it plays, has none.
+  Agent* prototype = new_agent_instance(type_);
+  bare->prototype = prototype;
+  Action* own = newAction(&bare->actions);
+  create_playbacks(bare);
+  EXPECT_NE(bare->playbacks, nullptr);
+  EXPECT_EQ(action_channel_query(bare, "phase", &value), 1);
+  deleteAction(own, bare);
+  bare->actions = nullptr;  // removal goes through the type's list
+  playback_free_table(bare);
   delete_agent_instance(bare);
+  delete_agent_instance(prototype);
 
   Action* walk = add_action("walk");
   make_agent();
