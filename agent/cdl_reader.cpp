@@ -35,19 +35,25 @@ bool has_agent_file_extension(const std::string& path) {
   return ends_with(".cdl") || ends_with(".cdle") || ends_with(".act");
 }
 
-// The version header: "# CDL created with trud v%s" or "# CDL created with hordera v%s".
+// The version header: "# CDL created with trud v%s" or "# CDL created with hordera v%s". Blanks
+// may stand before the "v" of a trud header and before the version word of either; a header
+// whose version cannot be read gives version 0.
 void read_version_header(Context& context, const std::string& line) {
   static const char kTrud[] = "# CDL created with trud ";
   static const char kHordera[] = "# CDL created with hordera v";
-  const char* text = nullptr;
-  if (starts(line, kTrud) && starts(line, "# CDL created with trud v"))
-    text = line.c_str() + strlen("# CDL created with trud v");
-  else if (starts(line, kHordera))
-    text = line.c_str() + strlen(kHordera);
-  if (!text || !*text || *text == ' ' || *text == '\t') return;
-  std::string word(text);
-  size_t blank = word.find_first_of(" \t");
-  if (blank != std::string::npos) word.resize(blank);
+  size_t at = std::string::npos;
+  if (starts(line, kTrud)) {
+    size_t v = line.find_first_not_of(" \t", strlen(kTrud));
+    if (v != std::string::npos && line[v] == 'v') at = v + 1;
+  } else if (starts(line, kHordera)) {
+    at = strlen(kHordera);
+  }
+  std::string word;
+  if (at != std::string::npos) {
+    size_t start = line.find_first_not_of(" \t", at);
+    if (start != std::string::npos)
+      word = line.substr(start, line.find_first_of(" \t", start) - start);
+  }
   context.version = cdl_version_number(word.c_str());
 }
 

@@ -93,6 +93,29 @@ TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
   EXPECT_EQ(nullptr, currentAgent);
   ASSERT_NE(nullptr, new_type->render_agent);
   EXPECT_EQ(new_type, new_type->render_agent->type);
+
+  // The version word is scanned as "%s" after the header's "v": blanks before it are skipped,
+  // as are blanks between "trud" and its "v". A header must begin the line.
+  const struct {
+    const char* header;
+    uint32_t version;
+  } kHeaders[] = {
+      {"# CDL created with hordera v  2.1.3 extra\n", 0xFF020103u},
+      {"# CDL created with trud   v0.995\n", cdl_version_number("0.995")},
+      {"# CDL created with trud 1.0.0\n", 0u},  // no "v": nothing is scanned
+      {" # CDL created with hordera v1.0.0\n", 0u},
+  };
+  for (const auto& entry : kHeaders) {
+    std::string path = write("header.cdl", entry.header);
+    Agent* object = nullptr;
+    Segment* segment = nullptr;
+    BrainNode* node = nullptr;
+    int state = 0, count = 0;
+    uint32_t version = 12345;
+    ASSERT_EQ(1, read_cdl_file(path.c_str(), &object, &segment, &node, &state, &count, nullptr,
+                               &version));
+    EXPECT_EQ(entry.version, version) << entry.header;
+  }
 }
 
 TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
