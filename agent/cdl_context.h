@@ -122,7 +122,8 @@ inline bool contains(std::string_view line, std::string_view word) {
 std::string rest_after(std::string_view line, std::string_view keyword);
 // The directory part of a path ("." for a bare name), without a trailing separator.
 std::string directory_of(const std::string& path);
-// The file name of a path without its directory and without its extension.
+// The file name of a path without its directory and without its 4-character extension
+// (".cdl", ".act"; "hero.cdle" gives "hero.").
 std::string base_name_of(const std::string& path);
 // A malloc'ed copy of `text` (null when memory runs out).
 char* copy_text(std::string_view text);

@@ -51,8 +51,7 @@ std::string directory_of(const std::string& path) {
 std::string base_name_of(const std::string& path) {
   size_t slash = path.find_last_of("/\\");
   std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  size_t dot = name.find_last_of('.');
-  if (dot != std::string::npos && dot > 0) name.resize(dot);
+  name.resize(name.size() > 4 ? name.size() - 4 : 0);
   return name;
 }
 

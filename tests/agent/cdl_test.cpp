@@ -302,6 +302,13 @@ TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
   }
   EXPECT_EQ(12, i);
 
+  // The action is named after the file without its 4-character extension.
+  Agent* long_extension = load(
+      "hero.cdle", std::string(kHeader) + "object hero\nsegment root\nbind_pose 1\nend object\n");
+  ASSERT_NE(nullptr, long_extension);
+  ASSERT_NE(nullptr, long_extension->bind_pose_action);
+  EXPECT_STREQ("hero._bindpose", long_extension->bind_pose_action->name);
+
   // A bind-pose file named by the object wins over segment lines.
   Agent* with_file = load("filed.cdl", std::string(kHeader) +
                                            "object filed\nbind_pose +pose.act\n"
