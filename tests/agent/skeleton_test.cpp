@@ -119,6 +119,59 @@ TEST(EulerAngles, FirstEntryActsFirstAndGimbalLockStillRebuildsTheMatrix) {
   EXPECT_EQ(z, 9);
 }
 
+// The axes (0 x, 1 y, 2 z) of each order of kOrders, first entry first.
+const int kOrderAxes[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 2, 0}, {1, 0, 2}, {2, 0, 1}, {2, 1, 0}};
+
+TEST(EulerAngles, NegativeAndNearQuarterTurnAnglesInEveryOrder) {
+  const float quarter = static_cast<float>(M_PI / 2);
+  for (int o = 0; o < 6; ++o) {
+    SCOPED_TRACE(kOrders[o]);
+    const int32_t order = strToOrder(kOrders[o]);
+    const int first = kOrderAxes[o][0], middle = kOrderAxes[o][1], third = kOrderAxes[o][2];
+    // A turn about one axis comes back on that axis alone, whatever the order.
+    for (int axis = 0; axis < 3; ++axis) {
+      Matrix m;
+      hordera::matrix_identity(m);
+      if (axis == 0) x_rotate(m, -0.4f);
+      if (axis == 1) y_rotate(m, -0.4f);
+      if (axis == 2) z_rotate(m, -0.4f);
+      float out[3] = {9, 9, 9};
+      rotationsFromMatrix(m, &out[0], &out[1], &out[2], order);
+      for (int k = 0; k < 3; ++k) EXPECT_NEAR(out[k], k == axis ? -0.4f : 0.0f, 1e-6f) << k;
+    }
+    // Negative angles, and middle angles up to just short of the lock, come back exactly.
+    for (float middle_angle : {-1.2f, -0.1f, quarter - 4e-6f, -(quarter - 4e-6f)}) {
+      float in[3];
+      in[first] = -2.5f;
+      in[middle] = middle_angle;
+      in[third] = -0.6f;
+      Matrix m;
+      rotation_matrix_from_angles(in[0], in[1], in[2], order, m);
+      float out[3] = {9, 9, 9};
+      rotationsFromMatrix(m, &out[0], &out[1], &out[2], order);
+      for (int k = 0; k < 3; ++k) EXPECT_NEAR(out[k], in[k], 2e-5f) << middle_angle << " " << k;
+    }
+    // Within 16 float epsilons of the lock (cosine about 1e-6) the third angle is 0 and the
+    // first takes the whole turn; past a quarter turn the middle angle folds back.
+    for (float middle_angle : {quarter - 1e-6f, -(quarter - 1e-6f), quarter + 0.3f, -2.0f}) {
+      float in[3];
+      in[first] = 0.5f;
+      in[middle] = middle_angle;
+      in[third] = -0.3f;
+      Matrix m, rebuilt;
+      rotation_matrix_from_angles(in[0], in[1], in[2], order, m);
+      float out[3] = {9, 9, 9};
+      rotationsFromMatrix(m, &out[0], &out[1], &out[2], order);
+      if (std::fabs(std::fabs(middle_angle) - quarter) < 1e-5f) {
+        EXPECT_EQ(out[third], 0.0f);
+      }
+      EXPECT_LE(std::fabs(out[middle]), quarter + 1e-6f);
+      rotation_matrix_from_angles(out[0], out[1], out[2], order, rebuilt);
+      expect_matrix_near(m, rebuilt, 1e-5f);
+    }
+  }
+}
+
 // Rotates p by the unit quaternion q: q p q*.
 Vector rotate_by(const float* q, Vector p) {
   const float x = q[0], y = q[1], z = q[2], w = q[3];
@@ -350,6 +403,18 @@ TEST(ConvertRotationOrder, ReexpressesEveryKeyAndWarnsOnAMismatchedOrder) {
   Curve* alone = hand_made_curve(&action, "tail:ry", {30.0f, 60.0f});
   EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
   EXPECT_NEAR(alone->points->value[1], 60.0f, 1e-3f);
+  free_curves(&action);
+
+  // rx's key count decides, even when the other curves have more keys: their later keys stay.
+  Curve* short_rx = hand_made_curve(&action, "tail:rx", {20.0f});
+  Curve* long_ry = hand_made_curve(&action, "tail:ry", {30.0f, 35.0f, -40.0f});
+  Curve* long_rz = hand_made_curve(&action, "tail:rz", {40.0f, 50.0f, 60.0f});
+  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
+  EXPECT_GT(std::fabs(short_rx->points->value[0] - 20.0f), 0.1f);
+  EXPECT_EQ(long_ry->points->value[1], 35.0f);
+  EXPECT_EQ(long_ry->points->value[2], -40.0f);
+  EXPECT_EQ(long_rz->points->value[1], 50.0f);
+  EXPECT_EQ(long_rz->points->value[2], 60.0f);
   free_curves(&action);
 }
 
