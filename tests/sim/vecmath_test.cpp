@@ -361,6 +361,15 @@ TEST(Inverses, GeneralInverseHandlesProjectiveMatricesAndReportsZeroRows) {
   // Singular without a zero row still returns (with huge values) rather than failing.
   float rank_two[16] = {1, 2, 3, 0, 2, 4, 6, 0, 0, 0, 1, 0, 0, 0, 0, 1};
   EXPECT_EQ(hordera::matrix_invert(rank_two), 1);
+  // Rows 0 and 1 tie for the first pivot and rows 1 to 3 tie at zero for the second: the later
+  // row wins each tie, and the zero pivot becomes 1e-20. Those choices show in the result.
+  EXPECT_FLOAT_EQ(rank_two[3], -2e20f);
+  EXPECT_FLOAT_EQ(rank_two[7], 1e20f);
+  EXPECT_FLOAT_EQ(rank_two[12], 1e20f);
+  EXPECT_FLOAT_EQ(rank_two[13], -5e19f);
+  EXPECT_EQ(rank_two[15], 0.0f);
+  EXPECT_FLOAT_EQ(rank_two[2], -3.0f);
+  EXPECT_EQ(rank_two[10], 1.0f);
 }
 
 TEST(Planes, NewellPlaneAreaAndProjection) {
