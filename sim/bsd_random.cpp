@@ -18,7 +18,7 @@ BsdRandom::BsdRandom(uint32_t seed) {
 }
 
 int32_t BsdRandom::next() {
-  // Unsigned words: the sum wraps modulo 2^32 exactly as the original's does.
+  // Unsigned words: the sum wraps modulo 2^32 exactly as the C library's does.
   const uint32_t value = state_[front_] += state_[rear_];
   front_ = front_ + 1 == kDegree ? 0 : front_ + 1;
   rear_ = rear_ + 1 == kDegree ? 0 : rear_ + 1;
