@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "agent/agent.h"
@@ -26,10 +27,13 @@ constexpr size_t kInitialWorkFloats = 2048;
 // Parsed files kept at once.
 constexpr size_t kMaxCachedFiles = 2;
 
-// One parsed file: a record of floats per agent id (record i belongs to id i + 1).
+// One parsed file: a record of floats per agent id (record i belongs to id i + 1). Only the
+// records that some block fills are stored, so a huge id on a "BEGIN" line costs nothing; every
+// other id up to the record count has an empty record.
 struct ApfCacheFile {
   std::string path;
-  std::vector<std::vector<float>> records;
+  long record_count = 0;
+  std::unordered_map<long, std::vector<float>> records;  // by agent id
 };
 
 bool g_cache_initialised = false;
@@ -66,12 +70,13 @@ size_t count_words(const char* text) {
 
 // Parses `file->path`. Lines of a block have their first word (the segment name) skipped and
 // their numbers appended to the block's record up to the first word that is not a number; lines
-// whose first word begins with "#" (value sets, variables) are skipped whole.
-bool parse_file(ApfCacheFile* file) {
+// whose first word begins with "#" (value sets, variables) are skipped whole. A file that cannot
+// be opened leaves the entry without records.
+void parse_file(ApfCacheFile* file) {
   Stream* in = stream_open(file->path.c_str(), "r", is_compressed_name(file->path));
   if (!in) {
     std::fprintf(stderr, "Failed to open file '%s' for caching\n", file->path.c_str());
-    return false;
+    return;
   }
   char line[kApfLineBytes];
   long record_count = 0;
@@ -80,10 +85,7 @@ bool parse_file(ApfCacheFile* file) {
     long id = begin_line_id(line);
     if (id > record_count) record_count = id;
   }
-  // Ids far beyond what a line-limited file can describe are not trusted for allocation.
-  constexpr long kMaxRecords = 1L << 20;
-  if (record_count > kMaxRecords) record_count = kMaxRecords;
-  file->records.assign(static_cast<size_t>(record_count), {});
+  file->record_count = record_count;
 
   std::vector<float> work(kInitialWorkFloats);
   stream_rewind(in);
@@ -91,8 +93,7 @@ bool parse_file(ApfCacheFile* file) {
   while (stream_gets(in, line, sizeof line)) {
     if (starts_with_begin(line)) {
       long id = begin_line_id(line);
-      record =
-          id >= 1 && id <= record_count ? &file->records[static_cast<size_t>(id - 1)] : nullptr;
+      record = id >= 1 && id <= record_count ? &file->records[id] : nullptr;
       continue;
     }
     const char* text = line;
@@ -120,7 +121,6 @@ bool parse_file(ApfCacheFile* file) {
     record->insert(record->end(), work.begin(), work.begin() + static_cast<long>(count));
   }
   stream_close(in);
-  return true;
 }
 
 ApfCacheFile* find_or_parse(const char* path) {
@@ -132,7 +132,9 @@ ApfCacheFile* find_or_parse(const char* path) {
     return nullptr;
   }
   file->path = path;
-  if (!parse_file(file.get())) return nullptr;
+  // An unreadable file is kept too (without records): it is reported once, and later reads of
+  // that name fail quietly until it leaves the cache.
+  parse_file(file.get());
   g_files.push_back(std::move(file));
   ++g_file_count;
   return g_files.back().get();
@@ -140,9 +142,8 @@ ApfCacheFile* find_or_parse(const char* path) {
 
 // Applies one record to an agent: six channels per segment in order position, then the six
 // cached motion values (first two swapped), then blend weights.
-void apply_record(Agent* agent, const std::vector<float>& record) {
+void apply_record(Agent* agent, const float* record, size_t total) {
   size_t next = 0;
-  const size_t total = record.size();
   for (Segment* segment = agent->segments; segment && next < total; segment = segment->next) {
     int entries[6];
     order_unpack(segment->order, entries);
@@ -156,7 +157,7 @@ void apply_record(Agent* agent, const std::vector<float>& record) {
     for (int k = 0; k < 6 && next < total; ++k, ++next)
       agent->motion[kMotionSlot[k]] = record[next];
   }
-  if (next < total) apf_apply_blend_weights(agent, record.data() + next, total - next);
+  if (next < total) apf_apply_blend_weights(agent, record + next, total - next);
   agent_pose_from_channels(agent);
 }
 
@@ -180,8 +181,12 @@ extern "C" int apf_cache_read(const char* path, Agent* agent) {
     return 0;
   }
   if (!file) return 0;
-  if (agent->id < 1 || static_cast<size_t>(agent->id) > file->records.size()) return 0;
-  apply_record(agent, file->records[static_cast<size_t>(agent->id - 1)]);
+  if (agent->id < 1 || agent->id > file->record_count) return 0;
+  auto found = file->records.find(agent->id);
+  if (found == file->records.end())
+    apply_record(agent, nullptr, 0);
+  else
+    apply_record(agent, found->second.data(), found->second.size());
   while (g_file_count > kMaxCachedFiles) {
     g_files.pop_front();
     --g_file_count;

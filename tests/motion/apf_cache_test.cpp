@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -113,10 +114,13 @@ TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
 TEST_F(ApfCacheTest, ReportsMissingFilesAndWideLines) {
   Agent* agent = make_agent(1);
   std::string missing = (directory_ / "none.apf").string();
+  // The missing file is reported once: its entry stays cached, so the second read fails quietly.
   testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
   EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "Failed to open file '" + missing + "' for caching\n");
+  EXPECT_TRUE(apf_cache_holds(missing.c_str()));
 
   std::string wide = "root";
   for (int i = 0; i < 3000; ++i) wide += " 1";
@@ -142,8 +146,31 @@ TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
   apf_cache_read(corrupt.c_str(), agent);
   std::string overlong = write("o.apf", "BEGIN man_1\nroot" + std::string(30000, '7') + "\n");
   apf_cache_read(overlong.c_str(), agent);
-  std::string huge = write("h.apf", "BEGIN man_99999999999\nBEGIN\nBEGIN man_-4\nroot x 1\n");
+  // A huge id sets the record count without costing memory: every id up to it reads (an empty
+  // record), one beyond it fails.
+  std::string huge = write("h.apf",
+                           "BEGIN man_99999999999\nBEGIN\nBEGIN man_-4\nroot x 1\n"
+                           "BEGIN man_7\nroot nan 2 -inf 4 5 6 7 8 9 10 11 12 1e40\n");
   EXPECT_EQ(apf_cache_read(huge.c_str(), agent), 1);
+  Agent* far = make_agent(2000000000);
+  EXPECT_EQ(apf_cache_read(huge.c_str(), far), 1);
+  Agent* seventh = make_agent(7);
+  EXPECT_EQ(apf_cache_read(huge.c_str(), seventh), 1);
+  EXPECT_FLOAT_EQ(seventh->segments->channels[4], 2);  // beside a NaN, in order position
+  // The first motion value (out of float range) goes to the second slot; the rest stay.
+  EXPECT_TRUE(std::isinf(seventh->motion[1]));
+  EXPECT_FLOAT_EQ(seventh->motion[0], 0);
+  std::string small = write("s.apf", "BEGIN man_3\nroot 1\n");
+  EXPECT_EQ(apf_cache_read(small.c_str(), far), 0);
+  Agent* negative = make_agent(-3);
+  EXPECT_EQ(apf_cache_read(small.c_str(), negative), 0);
+  // A line of a megabyte comes in pieces; its numbers still land in the record.
+  std::string megabyte = "root";
+  for (int i = 0; i < 500000; ++i) megabyte += " 1";
+  std::string wide = write("m.apf", "BEGIN man_1\n" + megabyte + "\n");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(apf_cache_read(wide.c_str(), agent), 1);
+  testing::internal::GetCapturedStderr();
 }
 
 }  // namespace
