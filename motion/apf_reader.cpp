@@ -145,6 +145,9 @@ extern "C" int apf_read(const char* directory, int frame, int create, int compre
           agent->sim_value_count > kSimValuePositionX + 2) {
         for (int i = 0; i < 3; ++i) agent->sim_values[kSimValuePositionX + i] = agent->root[3 + i];
       }
+      // Once its block is read, an agent the cache created is an ordinary member of the scene:
+      // the mark that "#spawn" set is cleared, so a reset keeps it.
+      agent->spawned = 0;
       spawned_here = nullptr;
       continue;
     }

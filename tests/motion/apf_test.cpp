@@ -171,6 +171,8 @@ TEST_F(ApfTest, SpawnLineWithIdSpawnsOnlyFromPlainFiles) {
   ASSERT_NE(spawned, nullptr);
   EXPECT_EQ(spawned->id, 5);
   EXPECT_FLOAT_EQ(spawned->segments->channels[1], 2);
+  // Its block read, the created agent no longer carries the spawned mark.
+  EXPECT_EQ(spawned->spawned, 0);
   // Reading the same file again does not create a second agent.
   ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
   int count = 0;
