@@ -80,9 +80,10 @@ extern "C" int spawn(Segment* segment) {
   if (!segment || !segment->spawn_group) return 0;
   Group* group = findGroup(segment->spawn_group);
   if (!group) return 0;
-  group->spawns = 1;
   Agent* agent = createInstance(group);
   if (!agent) return 0;
+  // The group becomes a spawning group only once it has supplied an agent.
+  group->spawns = 1;
   agent->spawned = 1;
   worldSpace(segment, agent->matrix);
   Vector scale = {agent->scale, agent->scale, agent->scale};

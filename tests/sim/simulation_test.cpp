@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "agent/agent.h"
+#include "agent/skeleton.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
 
@@ -101,6 +102,38 @@ TEST_F(SimulationTest, SpawnFiresOnStrictRisingEdges) {
   // A reset removes the spawned agents.
   resetAll();
   EXPECT_EQ(count_agents(), 1);
+}
+
+TEST_F(SimulationTest, SpawnScalesTheSegmentMatrixAndNeedsAPrototype) {
+  resetAll();
+  Agent* parent = make_agent("parent");
+  Segment* hand = parent->segments->next;
+  hand->channels[0] = 3;  // tx of the hand, local
+  agent_pose_from_channels(parent);
+  // A group whose type has no prototype supplies nothing: no agent, no spawning mark.
+  Group* orphans = new_group("orphans", type_, nullptr, 0, 1);
+  hand->spawn_group = strdup("orphans");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(spawn(hand), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: create_instance(NULL)\n");
+  EXPECT_EQ(orphans->spawns, 0);
+  EXPECT_EQ(count_agents(), 1);
+  // The new agent's scale multiplies the axes of the segment's world matrix, not its position.
+  Agent* big = make_agent("big");
+  big->scale = 2;
+  Group* giants = new_group("giants", type_, big, 0, 1);
+  std::free(hand->spawn_group);
+  hand->spawn_group = strdup("giants");
+  EXPECT_EQ(spawn(hand), 1);
+  std::free(hand->spawn_group);
+  hand->spawn_group = nullptr;
+  EXPECT_EQ(giants->spawns, 1);
+  Agent* made = findAgent("big.1");
+  ASSERT_NE(made, nullptr);
+  EXPECT_FLOAT_EQ(made->matrix[0], 2);
+  EXPECT_FLOAT_EQ(made->matrix[10], 2);
+  EXPECT_FLOAT_EQ(made->matrix[12], 3);
+  EXPECT_FLOAT_EQ(made->root[3], 3);
 }
 
 TEST_F(SimulationTest, DeletedAgentIsGoneBeforeTheFrameWorksAndCurrentMovesOn) {
