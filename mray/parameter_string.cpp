@@ -6,9 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <limits>
 #include <string_view>
-#include <vector>
 
 #include "mray/renderer_memory.h"
 
@@ -19,18 +18,23 @@ bool is_blank(char c) {
   return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-// The words of `text`: a word ends at the next white space and a run of white space separates
-// two words, so white space at the start yields an empty first word.
-std::vector<std::string_view> split_words(std::string_view text) {
-  std::vector<std::string_view> words;
-  size_t at = 0;
-  while (at < text.size()) {
-    const size_t start = at;
-    while (at < text.size() && !is_blank(text[at])) ++at;
-    words.push_back(text.substr(start, at - start));
-    while (at < text.size() && is_blank(text[at])) ++at;
-  }
-  return words;
+// The next word of `text` from `*at`: a word ends at the next white space and a run of white
+// space separates two words, so white space at the start yields an empty first word. Advances
+// `*at` past the word and the white space after it.
+std::string_view next_word(std::string_view text, size_t* at) {
+  const size_t start = *at;
+  size_t end = start;
+  while (end < text.size() && !is_blank(text[end])) ++end;
+  size_t next = end;
+  while (next < text.size() && is_blank(text[next])) ++next;
+  *at = next;
+  return text.substr(start, end - start);
+}
+
+size_t count_words(std::string_view text) {
+  size_t count = 0;
+  for (size_t at = 0; at < text.size(); ++count) next_word(text, &at);
+  return count;
 }
 
 // A renderer-owned, NUL-terminated copy of `word`; null when no memory is to be had.
@@ -60,22 +64,27 @@ bool is_apf_file_name(const char* word) {
 }
 
 void parse_parameter_string(MrayRenderArgs* args, const char* text) {
-  const std::vector<std::string_view> words = split_words(text);
-  if (words.size() < 2) {
+  // The walk allocates nothing but renderer memory, so nothing can throw out of asm_exec.
+  const std::string_view all(text);
+  const size_t words = count_words(all);
+  if (words < 2) {
     std::fputs("not enough parameters\n", stderr);
     return;
   }
-  const int pair_count = (static_cast<int>(words.size()) - 3) / 2;
+  const long long pair_count = (static_cast<long long>(words) - 3) / 2;
   if (pair_count != 0) {
-    args->pairs = static_cast<MrayPair*>(
-        MRAY_TEST_ALLOCATE(sizeof(MrayPair) * static_cast<size_t>(pair_count)));
+    // The renderer's allocator takes a 32-bit size; an array beyond that is memory not to be had.
+    const unsigned long long bytes = sizeof(MrayPair) * static_cast<unsigned long long>(pair_count);
+    if (bytes <= std::numeric_limits<miUint>::max())
+      args->pairs = static_cast<MrayPair*>(MRAY_TEST_ALLOCATE(bytes));
     // Without an array there is nothing to fill, so the record claims no pairs.
-    args->pair_count = args->pairs != nullptr ? pair_count : 0;
+    args->pair_count = args->pairs != nullptr ? static_cast<int32_t>(pair_count) : 0;
   }
 
   bool frame_read = false;
   int pair = 0;
-  for (const std::string_view word : words) {
+  for (size_t at = 0; at < all.size();) {
+    const std::string_view word = next_word(all, &at);
     if (args->cdl_file == nullptr) {
       args->cdl_file = copy_word(word);
     } else if (args->motion_file == nullptr && args->apf_file == nullptr) {
@@ -85,7 +94,8 @@ void parse_parameter_string(MrayRenderArgs* args, const char* text) {
       else
         args->motion_file = copy;
     } else if (!frame_read) {
-      args->frame = std::atoi(std::string(word).c_str());
+      // The conversion stops at the white space that ends the word, so it reads the word alone.
+      args->frame = std::atoi(word.data());
       frame_read = true;
     } else if (pair < args->pair_count) {
       // A last name without a value has no record of its own and is dropped.
@@ -97,7 +107,7 @@ void parse_parameter_string(MrayRenderArgs* args, const char* text) {
         current.name[length] = '\0';
       } else {
         if (looks_numeric(word)) {
-          current.number = static_cast<float>(std::atof(std::string(word).c_str()));
+          current.number = static_cast<float>(std::atof(word.data()));
           current.kind = MRAY_PAIR_NUMBER;
         } else {
           current.string = copy_word(word);

@@ -154,6 +154,20 @@ TEST_F(ParameterString, OverlongNameIsCutToItsBuffer) {
   EXPECT_FLOAT_EQ(args_.pairs[0].number, 1.0f);
 }
 
+TEST_F(ParameterString, PairArrayBeyondTheAllocatorsSizeIsNotAllocated) {
+  // 40 million words ask for more pair records than a 32-bit allocation size can hold; the
+  // record must then claim no pairs rather than fill a truncated array.
+  std::string text;
+  text.reserve(80'000'000);
+  text += "a.cdl x.apf 3";
+  while (text.size() + 2 <= 80'000'000) text += " a";
+  EXPECT_EQ(parse(text), "");
+  EXPECT_STREQ(args_.cdl_file, "a.cdl");
+  EXPECT_EQ(args_.frame, 3);
+  EXPECT_EQ(args_.pair_count, 0);
+  EXPECT_EQ(args_.pairs, nullptr);
+}
+
 TEST_F(ParameterString, TextIsLeftUnchanged) {
   std::string text = "a.cdl\tx.apf  7 \n k v";
   const std::string before = text;
