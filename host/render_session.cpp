@@ -133,7 +133,9 @@ void RenderSession::exit() {
 
 RenderReport RenderSession::render(const Scene& scene) {
   RenderReport report;
-  init_shader(scene.has_options ? &scene.options : nullptr);
+  // A renderer always renders with options; a scene without an options block renders with the
+  // defaults, which carry no custom options.
+  init_shader(&scene.options);
   for (const SceneInstance& instance : scene.instances) init_instance(instance);
   for (const SceneInstance& instance : scene.instances) {
     call_geometry(instance);

@@ -93,7 +93,12 @@ render "root" "cam" "opt"
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_NE(result.out.find("render 1: 1 geometry-shader calls, 0 assemblies"), std::string::npos);
   EXPECT_NE(result.out.find("render 2: 1 geometry-shader calls, 0 assemblies"), std::string::npos);
-  EXPECT_EQ(result.out.find("resolve option"), std::string::npos);  // no options block
+  // Without an options block the render still has options, with neither custom option: no
+  // pass name and no motion blur (the engine start alone would have left motion blur on).
+  EXPECT_NE(result.out.find("  debug: -->resolve option: render_pass name=(null)\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("  debug: -->resolve option: motion_blur=0\n"), std::string::npos);
   std::filesystem::remove(scene);
 }
 
