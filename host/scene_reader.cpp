@@ -78,18 +78,32 @@ class Reader {
     return peek().kind == Token::Kind::symbol && peek().text == symbol;
   }
 
+  // Records a fault. A damaged or foreign file can hold a fault on every line, so only the
+  // first `listed_faults` are kept, followed by one note that more were found.
   void error(int line, const std::string& what) {
-    scene_->errors.push_back(path_ + ":" + std::to_string(line) + ": " + what);
+    ++faults_;
+    if (faults_ <= listed_faults)
+      scene_->errors.push_back(path_ + ":" + std::to_string(line) + ": " + what);
+    else if (faults_ == listed_faults + 1)
+      scene_->errors.push_back(path_ + ":" + std::to_string(line) +
+                               ": further faults are not listed (the first " +
+                               std::to_string(listed_faults) + " are)");
+  }
+
+  // Text of the file quoted in a fault, cut so that a line of megabytes does not make one.
+  static std::string excerpt(const std::string& text) {
+    constexpr size_t shown = 60;
+    return text.size() <= shown ? text : text.substr(0, shown) + "...";
   }
 
   static std::string describe(const Token& token) {
     switch (token.kind) {
       case Token::Kind::string:
-        return "string \"" + token.text + "\"";
+        return "string \"" + excerpt(token.text) + "\"";
       case Token::Kind::number:
-        return "number " + token.text;
+        return "number " + excerpt(token.text);
       case Token::Kind::word:
-        return "\"" + token.text + "\"";
+        return "\"" + excerpt(token.text) + "\"";
       case Token::Kind::symbol:
         return "'" + token.text + "'";
       case Token::Kind::end:
@@ -151,7 +165,7 @@ class Reader {
         return false;
       }
       if (!name.closed) {
-        error(name.line, "string \"" + name.text + "\" is not closed on its line");
+        error(name.line, "string \"" + excerpt(name.text) + "\" is not closed on its line");
         return false;
       }
       ++pos_;
@@ -171,15 +185,15 @@ class Reader {
           else if (token.text == "=")
             value.connected = true;
           else {
-            error(token.line,
-                  "unexpected " + describe(token) + " in the value of \"" + name.text + "\"");
+            error(token.line, "unexpected " + describe(token) + " in the value of \"" +
+                                  excerpt(name.text) + "\"");
             return false;
           }
         } else if (token.kind == Token::Kind::number) {
           value.numbers.push_back(token.text);
         } else if (token.kind == Token::Kind::string) {
           if (!token.closed) {
-            error(token.line, "string \"" + token.text + "\" is not closed on its line");
+            error(token.line, "string \"" + excerpt(token.text) + "\" is not closed on its line");
             return false;
           }
           value.strings.push_back(token.text);
@@ -234,7 +248,7 @@ class Reader {
           return false;
         }
       } else {
-        error(line, "hordera_mray has no parameter \"" + name + "\"");
+        error(line, "hordera_mray has no parameter \"" + excerpt(name) + "\"");
         return false;
       }
     }
@@ -254,7 +268,7 @@ class Reader {
       error(line, "instance has no name");
     }
     if (end == std::string::npos) {
-      error(line, "instance \"" + instance.name + "\" is not closed by \"end instance\"");
+      error(line, "instance \"" + excerpt(instance.name) + "\" is not closed by \"end instance\"");
       while (!at_end() && !is_word("instance")) ++pos_;
       return;
     }
@@ -369,19 +383,22 @@ class Reader {
       for (size_t i = 0; i < value.size(); ++i)
         if (!read_float(value[i].text, &option.scalars[i])) numbers = false;
       if (!numbers) {
-        error(key.line, "option \"" + key.text + "\" has a value that is not a number");
+        error(key.line, "option \"" + excerpt(key.text) + "\" has a value that is not a number");
         return;
       }
     } else {
-      error(key.line,
-            "option \"" + key.text + "\" needs on/off, a number, a quoted string, 3 or 4 numbers");
+      error(key.line, "option \"" + excerpt(key.text) +
+                          "\" needs on/off, a number, a quoted string, 3 or 4 numbers");
       return;
     }
     scene_->options[key.text] = option;
   }
 
+  static constexpr int listed_faults = 100;
+
   std::vector<Token> tokens_;
   size_t pos_ = 0;
+  int faults_ = 0;
   std::string path_;
   Scene* scene_;
   std::map<std::string, std::vector<std::pair<std::string, Value>>> named_shaders_;

@@ -33,7 +33,8 @@ struct Scene {
   bool has_options = false;              // whether the file has an options block
   int render_statements = 0;             // number of "render" statements
   int other_instances = 0;               // instances of anything but the crowd shader
-  std::vector<std::string> errors;       // "file:line: what is wrong", in file order
+  std::vector<std::string> errors;       // "file:line: what is wrong", in file order; the
+                                         // first 100, then one note that more were found
 };
 
 // Reads the scene file at `path`; false (with one error) when it cannot be opened.

@@ -115,6 +115,31 @@ options "o" "render_pass" end options
   EXPECT_EQ(scene.errors, errors);
 }
 
+TEST(SceneReader, HostileTextGivesFewShortFaultsAndTheInstanceAfterItStillLoads) {
+  std::string text = "instance \"big\" geometry \"hordera_mray\"( \"paramStr\" \"" +
+                     std::string(1'000'000, 'x') + "\nend instance\n";  // a string never closed
+  text += std::string(500'000, '(') + "\n";
+  text += std::string("\x01\xff\x7f\0junk", 9) + "\n";
+  for (int i = 0; i < 300; ++i) text += "bogus " + std::to_string(i) + "\n";
+  text += "\"" + std::string(1'000'000, 'y') + "\"\n";
+  text += "instance \"ok_inst\" geometry \"hordera_mray\"( \"id\" 5 ) end instance\n";
+  text += "instance \"deep_inst\" geometry \"hordera_mray\"( \"id\" " + std::string(100'000, '[') +
+          " ) end instance\n";
+  host::Scene scene;
+  host::read_scene_text(text, "h.mi", &scene);
+
+  ASSERT_EQ(scene.instances.size(), 1u);
+  EXPECT_EQ(scene.instances[0].name, "ok_inst");
+  EXPECT_EQ(scene.instances[0].id, 5);
+  ASSERT_EQ(scene.errors.size(), 101u);
+  EXPECT_EQ(scene.errors[0],
+            "h.mi:1: string \"" + std::string(60, 'x') + "...\" is not closed on its line");
+  EXPECT_EQ(scene.errors[1], "h.mi:3: unexpected '(' at the top level; the line is skipped");
+  EXPECT_EQ(scene.errors[3], "h.mi:5: unexpected \"bogus\" at the top level; the line is skipped");
+  EXPECT_EQ(scene.errors.back(), "h.mi:102: further faults are not listed (the first 100 are)");
+  for (const std::string& error : scene.errors) EXPECT_LT(error.size(), 200u) << error;
+}
+
 TEST(SceneReader, UnreadableFileIsNamed) {
   host::Scene scene;
   EXPECT_FALSE(host::read_scene_file("/nonexistent/crowd.mi", &scene));
