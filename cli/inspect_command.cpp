@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <new>
 #include <string>
 
 #include "cli/commands.h"
@@ -44,7 +45,15 @@ void print_vector(const miVector& v) {
 int run_inspect(const InspectOptions& options) {
   host::set_verbosity(options.verbosity);
   host::Scene scene;
-  const bool opened = host::read_scene_file(options.scene, &scene);
+  bool opened = false;
+  try {
+    opened = host::read_scene_file(options.scene, &scene);
+  } catch (const std::bad_alloc&) {
+    // A scene of many millions of words can need more memory than there is; say so, not abort.
+    std::fprintf(stderr, "error: %s: not enough memory to read the scene file\n",
+                 options.scene.c_str());
+    return 1;
+  }
   for (const std::string& error : scene.errors) std::fprintf(stderr, "error: %s\n", error.c_str());
   if (!opened) return 1;
 
