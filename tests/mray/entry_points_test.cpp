@@ -1,6 +1,7 @@
 // The plug-in's entry points driven end to end: the real hordera.so, loaded with dlopen, through
 // the stand-in host linked into this test. The engine starts once per process, so every
 // scenario runs in a child process of its own.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include "host/render_session.h"
 #include "host/shader_call.h"
 #include "host/shader_interface.h"
+#include "mray/shader_arguments.h"
 
 namespace {
 
@@ -259,6 +261,17 @@ TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
     EXPECT_EQ(count(printed, "renderer function mi_mem_int_allocate is missing"), 1u);
     EXPECT_EQ(result, miNULLTAG);
     EXPECT_TRUE(host::messages().empty());
+
+    // A new module handle forgets every function found missing in the old one.
+    plugin->set_module_handle(dlopen(nullptr, RTLD_NOW));
+    EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
+    ASSERT_EQ(host::assemblies().size(), 1u);
+    EXPECT_EQ(host::assemblies()[0].name, "asm_0");
+    EXPECT_EQ(result, host::assemblies()[0].tag);
+    EXPECT_EQ(texts(host::Level::info), std::vector<std::string>{"-->hordera_mray()\n"});
+    auto* args = reinterpret_cast<MrayArgs*>(host::assemblies()[0].record.arguments.p);
+    ASSERT_NE(args, nullptr);
+    EXPECT_STREQ(args->param_str, "a.cdl x.apf 1");
   });
 }
 
