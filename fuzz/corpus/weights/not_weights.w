@@ -1,0 +1,2 @@
+hello
+this is no weights file
