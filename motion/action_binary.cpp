@@ -127,8 +127,10 @@ bool read_curve(Reader& in, Agent* agent, Action* action) {
   CurvePoints* k = curve->points;
   if (!k || k->count != keys) return false;
   hordera::curve_set_channel(curve, channel.c_str());
-  std::memcpy(k->time, times.data(), count * sizeof(float));
-  std::memcpy(k->value, values.data(), count * sizeof(float));
+  if (count > 0) {  // a curve without keys has no key block to copy into
+    std::memcpy(k->time, times.data(), count * sizeof(float));
+    std::memcpy(k->value, values.data(), count * sizeof(float));
+  }
   if (close_latch) {
     k->time[2] = 1.0f;
     k->value[2] = k->value[1];
