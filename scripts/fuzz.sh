@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Builds the reader fuzzers with clang (libFuzzer, address and undefined sanitizers) into
+# build-fuzz and runs each one for a while on a working copy of its corpus.
+#
+#   scripts/fuzz.sh [-t SECONDS] [-j JOBS] [FUZZER...]
+#
+# FUZZER names are those of fuzz/CMakeLists.txt (cdl, obj, weights, ...); the default is all of
+# them, one after another, SECONDS each (default 60). New inputs that libFuzzer finds go to
+# build-fuzz/corpus/<fuzzer>/ (the committed corpus is left alone); crash, timeout and leak
+# reproducers go to build-fuzz/artifacts/<fuzzer>/. Exits non-zero when any fuzzer failed.
+set -euo pipefail
+
+seconds=60
+jobs=2
+while getopts "t:j:h" option; do
+  case $option in
+    t) seconds=$OPTARG ;;
+    j) jobs=$OPTARG ;;
+    *) sed -n '2,11p' "$0"; exit 2 ;;
+  esac
+done
+shift $((OPTIND - 1))
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$root/build-fuzz
+all=$(sed -n '/^set(HORDERA_FUZZERS/,/)/p' "$root/fuzz/CMakeLists.txt" |
+      tr -d '()' | sed 's/^setHORDERA_FUZZERS//' | tr -s ' \n' ' ')
+fuzzers=("$@")
+[ ${#fuzzers[@]} -eq 0 ] && read -r -a fuzzers <<< "$all"
+
+CC=${CC:-clang} CXX=${CXX:-clang++} cmake -S "$root" -B "$build" -DHORDERA_FUZZ=ON \
+  -DHORDERA_BUILD_TESTS=OFF -DHORDERA_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+targets=()
+for name in "${fuzzers[@]}"; do targets+=("${name}_fuzz"); done
+cmake --build "$build" -j "$jobs" --target "${targets[@]}"
+
+failed=()
+for name in "${fuzzers[@]}"; do
+  corpus=$build/corpus/$name
+  artifacts=$build/artifacts/$name
+  mkdir -p "$corpus" "$artifacts"
+  cp -n "$root/fuzz/corpus/$name"/* "$corpus"/ 2>/dev/null || true
+  echo "== $name: ${seconds}s"
+  # Reader messages go to standard error; libFuzzer keeps its own report visible.
+  if ! "$build/fuzz/${name}_fuzz" "$corpus" -max_total_time="$seconds" -max_len=65536 \
+       -rss_limit_mb=2048 -timeout=10 -close_fd_mask=3 -print_final_stats=1 \
+       -artifact_prefix="$artifacts/" 2>"$build/$name.log"; then
+    failed+=("$name")
+    grep -E 'ERROR|SUMMARY|Test unit written' "$build/$name.log" || true
+  fi
+  grep -E 'stat::number_of_executed_units|stat::peak_rss_mb' "$build/$name.log" || true
+done
+
+if [ ${#failed[@]} -gt 0 ]; then
+  echo "fuzzers that failed: ${failed[*]} (logs in $build/<fuzzer>.log)"
+  exit 1
+fi
+echo "all fuzzers ran clean"
