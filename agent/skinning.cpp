@@ -145,12 +145,18 @@ int skin_build_influences(Agent* type, GeometryNode* node) {
   if (node->weights == nullptr || node->mesh == nullptr) return 0;
   const int32_t vertex_count = node->mesh->point_count;
   std::vector<int> array_bone(static_cast<size_t>(node->weight_array_count));
-  for (int32_t a = 0; a < node->weight_array_count; ++a)
-    array_bone[a] = node->attach_count > 0
-                        ? bone_position_of(type, a < node->attach_count && node->attach_segments
-                                                     ? node->attach_segments[a]
-                                                     : nullptr)
-                        : a;
+  std::vector<uint8_t> bone_used(static_cast<size_t>(bone_count(type)), 0);
+  for (int32_t a = 0; a < node->weight_array_count; ++a) {
+    int bone = node->attach_count > 0
+                   ? bone_position_of(type, a < node->attach_count && node->attach_segments
+                                                ? node->attach_segments[a]
+                                                : nullptr)
+                   : a;
+    if (bone < 0 || static_cast<size_t>(bone) >= bone_used.size()) bone = -1;
+    // A segment attached twice carries the same weights twice; its bone counts once.
+    if (bone >= 0 && bone_used[static_cast<size_t>(bone)]++ != 0) bone = -1;
+    array_bone[a] = bone;
+  }
   std::vector<int32_t> vertices, bones;
   std::vector<float> weights;
   for (int32_t v = 0; v < vertex_count; ++v)

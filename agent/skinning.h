@@ -16,8 +16,9 @@ extern "C" {
 void skin_bind_bones(Agent* type);
 // Builds the node's sparse influences (vertex, bone position, weight) from its dense weights:
 // every non-zero weight, vertex by vertex, in bone (or attach-list) order. Attach-list arrays
-// name bones through their segment; an attached segment without a bone contributes nothing.
-// Sets node->bones when at least one influence exists. Returns the influence count.
+// name bones through their segment; an attached segment without a bone contributes nothing, and
+// one attached twice counts once. Sets node->bones when at least one influence exists. Returns the
+// influence count.
 int skin_build_influences(Agent* type, GeometryNode* node);
 // Releases the node's sparse influence list and marks it as not bound to the skeleton.
 void skin_free_influences(GeometryNode* node);

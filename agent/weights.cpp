@@ -258,27 +258,32 @@ int read_weights_file(const char* path, Agent* type, int32_t vertex_count,
     *array_count_out = bones;
     return 1;
   }
-  // Re-order to the node's attach list: each attached segment takes its bone's array.
+  // Re-order to the node's attach list: each attached segment takes the array of the first bone
+  // whose segment it is. A segment attached twice gets the same weights again (a copy, so that
+  // every array has one owner); a segment without a bone gets zeros.
   float** ordered =
       static_cast<float**>(std::calloc(static_cast<size_t>(attach_count), sizeof(float*)));
   if (ordered == nullptr) {
     free_weight_arrays(arrays, bones);
     return 0;
   }
+  const size_t array_bytes = static_cast<size_t>(std::max(vertex_count, 1)) * sizeof(float);
+  std::vector<int32_t> taken_by(static_cast<size_t>(bones), -1);
   for (int32_t a = 0; a < attach_count; ++a) {
     const Segment* segment = attach_segments != nullptr ? attach_segments[a] : nullptr;
     int position = 0;
-    for (Bone* bone = type != nullptr ? type->bones : nullptr; bone != nullptr && segment;
-         bone = bone->next, ++position) {
-      if (bone->segment == segment && arrays[position] != nullptr) {
-        ordered[a] = arrays[position];
-        arrays[position] = nullptr;
-        break;
-      }
+    Bone* bone = type != nullptr && segment != nullptr ? type->bones : nullptr;
+    for (; bone != nullptr && bone->segment != segment; bone = bone->next) ++position;
+    if (bone != nullptr && taken_by[position] < 0) {
+      ordered[a] = arrays[position];
+      arrays[position] = nullptr;
+      taken_by[position] = a;
+    } else if (bone != nullptr) {
+      ordered[a] = static_cast<float*>(std::malloc(array_bytes));
+      if (ordered[a] != nullptr) std::memcpy(ordered[a], ordered[taken_by[position]], array_bytes);
+    } else {
+      ordered[a] = static_cast<float*>(std::calloc(1, array_bytes));
     }
-    if (ordered[a] == nullptr)
-      ordered[a] = static_cast<float*>(
-          std::calloc(static_cast<size_t>(std::max(vertex_count, 1)), sizeof(float)));
     if (ordered[a] == nullptr) {
       free_weight_arrays(ordered, attach_count);
       free_weight_arrays(arrays, bones);

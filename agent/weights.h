@@ -16,12 +16,13 @@ extern "C" {
 // `vertex_count` vertices of the agent type `type`. On success *arrays receives one malloc'ed
 // array of `vertex_count` floats per bone of the type's bone list (bone-list order), or, when
 // `attach_count` > 0, one per entry of `attach_segments` (the array of the bone whose segment
-// that is; a segment without a bone gets zeros). Missing entries are 0; *array_count receives the
-// number of arrays. Returns 1 on success. A wrong extension is reported as a file-type error
-// naming "w"; a file that cannot be opened prints "Error opening weights file \"%s\"\n"; both,
-// and a file that is not a weights file at all, return 0 with *arrays null. Lines with an unknown
-// deformer or a vertex number out of range are skipped silently; unreadable numbers are reported
-// as "path:line: what is wrong" and the rest of that line is skipped.
+// that is, again for a segment listed twice; a segment without a bone gets zeros). Missing entries
+// are 0; *array_count receives the number of arrays. Returns 1 on success. A wrong extension is
+// reported as a file-type error naming "w"; a file that cannot be opened prints "Error opening
+// weights file \"%s\"\n"; both, and a file that is not a weights file at all, return 0 with *arrays
+// null. Lines with an unknown deformer or a vertex number out of range are skipped silently;
+// unreadable numbers are reported as "path:line: what is wrong" and the rest of that line is
+// skipped.
 int read_weights_file(const char* path, Agent* type, int32_t vertex_count,
                       Segment* const* attach_segments, int32_t attach_count, float*** arrays,
                       int32_t* array_count);

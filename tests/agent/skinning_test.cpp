@@ -280,4 +280,20 @@ TEST_F(SkinningTest, SelectorDeformsItsChosenDisabledAlternative) {
   expect_vector(first->mesh->points[2], 5, 0.5f, 0, "chosen");
 }
 
+TEST_F(SkinningTest, SegmentAttachedTwiceSkinsOnce) {
+  // Attach list arm, root, arm: the repeated arm gets the arm's weights again, and its bone
+  // still moves each vertex once.
+  node_->attach_count = 3;
+  node_->attach_segments = static_cast<Segment**>(std::calloc(3, sizeof(Segment*)));
+  node_->attach_segments[0] = node_->attach_segments[2] = arm_;
+  node_->attach_segments[1] = root_;
+  agent_deform_geometry(posed_instance());
+  ASSERT_EQ(node_->weight_array_count, 3);
+  EXPECT_FLOAT_EQ(node_->weights[2][0], 1.0f);
+  EXPECT_FLOAT_EQ(node_->weights[2][1], 0.75f);
+  EXPECT_EQ(node_->influence_count, 4);
+  expect_vector(node_->mesh->points[0], 5, 3, 2, "rigid p0");
+  expect_vector(node_->mesh->points[1], 5.25f, 2.75f, 2, "blended p1");
+}
+
 }  // namespace

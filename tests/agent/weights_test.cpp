@@ -99,16 +99,20 @@ TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
     for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
   free_weight_arrays(arrays, count);
 
-  // Re-ordered to an attach list: head, then a segment without a bone, then hip.
+  // Re-ordered to an attach list: head, then a segment without a bone, then hip, then head again
+  // (the same weights a second time, in an array of its own).
   Segment* loose = new_segment(type_, "loose");
-  Segment* attach[3] = {findSegment(type_, "head"), loose, findSegment(type_, "hip")};
+  Segment* attach[4] = {findSegment(type_, "head"), loose, findSegment(type_, "hip"),
+                        findSegment(type_, "head")};
   ::testing::internal::CaptureStderr();
-  ASSERT_EQ(read_weights_file(path.c_str(), type_, 4, attach, 3, &arrays, &count), 1);
+  ASSERT_EQ(read_weights_file(path.c_str(), type_, 4, attach, 4, &arrays, &count), 1);
   ::testing::internal::GetCapturedStderr();
-  ASSERT_EQ(count, 3);
+  ASSERT_EQ(count, 4);
   EXPECT_FLOAT_EQ(arrays[0][1], 0.9f);
   EXPECT_FLOAT_EQ(arrays[1][0], 0.0f);
   EXPECT_FLOAT_EQ(arrays[2][0], 0.25f);
+  EXPECT_NE(arrays[3], arrays[0]);
+  for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[3][v], arrays[0][v]) << v;
   free_weight_arrays(arrays, count);
 }
 
