@@ -2,7 +2,6 @@
 // deformation of every geometry node.
 #include "agent/skinning.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -259,14 +258,8 @@ void agent_deform_geometry(Agent* agent) {
       deform_node(agent, node, matrices, count, scratch);
   for (OptionNode* option = type->option_nodes; option != nullptr; option = option->next) {
     if (option->alternative_count <= 0 || option->alternatives == nullptr) continue;
-    // The selector's value rounded (floor of value + 0.5), clamped to its alternatives.
-    const double rounded = std::floor(double(option->value) + 0.5);
-    int choice = 0;  // negative (or not a number) picks the first alternative
-    if (rounded >= option->alternative_count)
-      choice = option->alternative_count - 1;
-    else if (rounded >= 0)
-      choice = static_cast<int>(rounded);
-    const OptionAlternative& chosen = option->alternatives[choice];
+    // The same choice as the render output makes, so the alternative drawn is the one deformed.
+    const OptionAlternative& chosen = option->alternatives[option_choice(option)];
     GeometryNode* node = chosen.kind == OPTION_GEOMETRY ? chosen.geometry : nullptr;
     // Enabled nodes were deformed by the loop above already.
     if (node != nullptr && node->disabled && node->mesh != nullptr)

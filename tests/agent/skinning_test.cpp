@@ -278,6 +278,14 @@ TEST_F(SkinningTest, SelectorDeformsItsChosenDisabledAlternative) {
   selector->value = -0.7f;  // negative: the first
   agent_deform_geometry(agent);
   expect_vector(first->mesh->points[2], 5, 0.5f, 0, "chosen");
+
+  // Just below one half, where the rounding depends on the precision of the addition: the
+  // alternative deformed is the one the render output draws.
+  set_translation(agent->matrix, 7, 0, 0);
+  selector->value = 0.49999997f;
+  agent_deform_geometry(agent);
+  GeometryNode* drawn = option_choice(selector) == 0 ? first : second;
+  expect_vector(drawn->mesh->points[2], 7, 0.5f, 0, "the alternative drawn");
 }
 
 TEST_F(SkinningTest, SegmentAttachedTwiceSkinsOnce) {
