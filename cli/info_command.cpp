@@ -3,12 +3,15 @@
 // nodes, actions, render passes, and every warning the engine printed while reading it.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/cdl.h"
@@ -73,12 +76,26 @@ std::string dof_text(uint8_t dof) {
   return text.empty() ? "none" : text;
 }
 
-void print_segment_tree(const Segment* segment, int depth) {
-  for (; segment != nullptr; segment = segment->sibling) {
-    std::printf("  %*s%s  order %s  dof %s (%d)%s\n", depth * 2, "", text_or(segment->name, "?"),
-                order_text(segment->order).c_str(), dof_text(segment->dof).c_str(), segment->dof,
+// Deeper levels than this are not indented further but marked with their depth, so that a long
+// chain of segments neither runs off the screen nor makes the output grow with its square.
+constexpr int kMaxIndentDepth = 32;
+
+// The tree below `root` (and its siblings) in depth-first order, children indented under their
+// parent. Walked with an explicit stack, so a deep skeleton cannot exhaust the call stack.
+void print_segment_tree(const Segment* root) {
+  std::vector<std::pair<const Segment*, int>> pending;
+  if (root != nullptr) pending.emplace_back(root, 0);
+  while (!pending.empty()) {
+    auto [segment, depth] = pending.back();
+    pending.pop_back();
+    if (segment->sibling != nullptr) pending.emplace_back(segment->sibling, depth);
+    if (segment->child != nullptr) pending.emplace_back(segment->child, depth + 1);
+    const std::string deep =
+        depth > kMaxIndentDepth ? "[depth " + std::to_string(depth) + "] " : "";
+    std::printf("  %*s%s%s  order %s  dof %s (%d)%s\n", std::min(depth, kMaxIndentDepth) * 2, "",
+                deep.c_str(), text_or(segment->name, "?"), order_text(segment->order).c_str(),
+                dof_text(segment->dof).c_str(), segment->dof,
                 segment->disabled ? "  disabled" : "");
-    print_segment_tree(segment->child, depth + 1);
   }
 }
 
@@ -87,7 +104,7 @@ void print_segments(Agent* type) {
   for (Segment* s = type->segments; s != nullptr; s = s->next) ++count;
   std::printf("segments: %d\n", count);
   for (Segment* s = type->segments; s != nullptr; s = s->next)
-    if (s->parent == nullptr) print_segment_tree(s, 0);
+    if (s->parent == nullptr) print_segment_tree(s);
   int bones = 0;
   for (Bone* bone = type->bones; bone != nullptr; bone = bone->next) ++bones;
   if (bones > 0) {

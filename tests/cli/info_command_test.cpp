@@ -79,6 +79,24 @@ TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) 
   EXPECT_NE(std::string::npos, out.find("bones WARNING: Couldn't find bone called `ghost'")) << out;
 }
 
+TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
+  // A chain of 3000 segments, each the parent of the next.
+  const std::string path = testing::TempDir() + "chain.cdl";
+  std::string text = "object chain\n";
+  for (int i = 0; i < 3000; ++i) {
+    text += "segment s" + std::to_string(i) + "\n";
+    if (i > 0) text += "parent s" + std::to_string(i - 1) + "\n";
+  }
+  write_file(path, text + "end object\n");
+  const CommandRun run = run_info(path);
+  ASSERT_EQ(0, run.status) << run.err;
+  // Indentation stops growing; deeper segments are marked with their depth instead.
+  EXPECT_LT(run.out.size(), 1000000u);
+  EXPECT_NE(std::string::npos, run.out.find("\n" + std::string(2 + 64, ' ') + "s32  order"));
+  EXPECT_NE(std::string::npos, run.out.find(std::string(2 + 64, ' ') + "[depth 2999] s2999  "));
+  EXPECT_LT(run.out.find("s2998  "), run.out.find("s2999  "));
+}
+
 TEST(InfoCommand, RefusesMissingAndWronglyNamedFilesNamingThem) {
   const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
   EXPECT_NE(0, missing.status);
