@@ -90,6 +90,8 @@ int load_action_file(Agent* agent, const char* path) {
   add_default_brain_node(type);
   create_playbacks(agent);
   create_kickoffs(agent);
+  // Curves may have brought new channels (user variables): bind the outputs again.
+  compileOutputs(agent);
   return 1;
 }
 

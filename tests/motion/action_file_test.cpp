@@ -14,6 +14,7 @@
 #include "motion/action.h"
 #include "motion/stream.h"
 #include "sim/brain.h"
+#include "sim/brain.h"
 
 namespace {
 
@@ -428,6 +429,17 @@ TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
   EXPECT_EQ(count_actions(type->actions), 3);
   EXPECT_EQ(type->brain->next, nullptr);
   EXPECT_NE(findAction(agent, "_9lives"), nullptr);
+
+  // Loading binds the brain's outputs again: an output naming a variable that only the loaded
+  // curves bring now writes into it.
+  Agent* driven = new_agent_type("driven");
+  BrainNode* output = brain_new_node(driven, BRAIN_OUTPUT);
+  output->channel = strdup("tail");
+  compileOutputs(driven);
+  EXPECT_EQ(output->target, nullptr);
+  ASSERT_EQ(load_action_file(driven, good.c_str()), 1);
+  ASSERT_NE(find_userVar(driven, "tail"), nullptr);
+  EXPECT_EQ(output->target, &find_userVar(driven, "tail")->value);
 }
 
 TEST(ActionFile, ImportDispatchesByExtension) {
