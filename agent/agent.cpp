@@ -184,7 +184,8 @@ Agent* new_agent_type(const char* name) {
   }
   agent_defaults(type);
   type->accept = 1;
-  type->angle_unit = 1;  // degrees
+  // The angle unit stays 0 (revolutions) until an "angles" line sets it, as archived agent files
+  // and the brains tuned on them expect: angular channels read through it as 0.
   type->number = last_agent_type ? last_agent_type->number + 1 : 1;
   type->type_number = type->number;
   type->prev = last_agent_type;
