@@ -254,6 +254,60 @@ TEST_F(CdlTest, NumericArgumentsTakeVariablesAndExpressions) {
   EXPECT_STREQ("height * 2", type->variable_defs->expression);
 }
 
+TEST_F(CdlTest, KeywordsAreTestedInTheirOrder) {
+  set_length_unit(1);
+  ::testing::internal::CaptureStderr();
+  Agent* type = load("order.cdl", std::string(kHeader) +
+                                      "units cm inch\n"  // "inch" is tested first
+                                      "object ordered\n"
+                                      "scale_var grow\n"  // not "scale"
+                                      "scale 2\n"
+                                      "vision_zplane_distance 7\n"
+                                      "variables\n"  // not "variable"
+                                      "  speed 3\n"
+                                      "end variables\n"
+                                      "dynamics\n"
+                                      "gravity 4\n"
+                                      "bounce velocity 5\n"
+                                      "end dynamics\n"
+                                      "z_factor 6\n"      // back in the object section
+                                      "segments spine\n"  // "segment" matches as a prefix
+                                      "primitive sphere tube box\n"
+                                      "ik_order `1 + 1`\n"
+                                      "translate 1 0 0\n"
+                                      "transform\n0 1 0 0\n-1 0 0 0\n0 0 1 0\n0 0 2 1\n"
+                                      "bone ghost\n"
+                                      "end object\n");
+  std::string err = ::testing::internal::GetCapturedStderr();
+  ASSERT_NE(nullptr, type);
+  EXPECT_EQ(4, length_unit);
+  set_length_unit(1);
+  EXPECT_STREQ("grow", type->scale_var);
+  EXPECT_FLOAT_EQ(2.0f, type->scale);
+  EXPECT_FLOAT_EQ(7.0f, type->vision_zplane_distance);
+  UserVar* speed = find_userVar(type, "speed");
+  ASSERT_NE(nullptr, speed);
+  EXPECT_FLOAT_EQ(3.0f, speed->value);
+  EXPECT_EQ(nullptr, type->variable_defs);
+  EXPECT_FLOAT_EQ(4.0f, type->dynamics.gravity);
+  EXPECT_FLOAT_EQ(5.0f, type->dynamics.bounce_velocity);
+  EXPECT_FLOAT_EQ(0.0f, type->dynamics.bounce);
+  EXPECT_FLOAT_EQ(6.0f, type->z_factor);
+  Segment* spine = type->segments;  // opened by the "segments" line
+  ASSERT_NE(nullptr, spine);
+  EXPECT_EQ(nullptr, spine->next);
+  EXPECT_EQ(2, spine->primitive);
+  EXPECT_EQ(2, spine->ik_order);
+  EXPECT_NE(std::string::npos, err.find(" expr `1 + 1' = 2\n"));
+  // The translation row is carried through the transform: (1 0 0) rotated a quarter turn, plus
+  // the transform's own translation.
+  EXPECT_FLOAT_EQ(0.0f, spine->rest_matrix[12]);
+  EXPECT_FLOAT_EQ(1.0f, spine->rest_matrix[13]);
+  EXPECT_FLOAT_EQ(2.0f, spine->rest_matrix[14]);
+  EXPECT_NE(std::string::npos, err.find("bones WARNING: Couldn't find bone called `ghost'\n"));
+  EXPECT_EQ(nullptr, type->bones);
+}
+
 TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
   write("parts/legs.cdl", "segment leg\nparent hips\n");
   Agent* type = load("main.cdl", std::string(kHeader) +
