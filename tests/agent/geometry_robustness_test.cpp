@@ -111,6 +111,8 @@ TEST_F(GeometryRobustnessTest, BinaryNoiseAndMalformedObjLines) {
       "v 0 0 0\nf\n",
       "\xef\xbb\xbfv 0 0 0\n",
       "v -0 +1 .5\nf 1 1 1\n",
+      "v nan 0 0\nf 1 1 1\n",
+      "v 0 0 0\nf -2147483648 2147483647 2147483648\n",
   };
   int index = 0;
   for (const char* text : malformed)
@@ -120,6 +122,17 @@ TEST_F(GeometryRobustnessTest, BinaryNoiseAndMalformedObjLines) {
   std::string faults = "v 0 0 0\n";
   for (int i = 0; i < 1000; ++i) faults += "f 7 8 9\n";
   load_obj("faults.obj", faults);
+  // One polygon of 100000 corners reads whole.
+  std::string wide;
+  for (int i = 0; i < 100000; ++i) wide += "v " + std::to_string(i) + " 0 1\n";
+  wide += "f";
+  for (int i = 100000; i >= 1; --i) wide += " " + std::to_string(i);
+  const std::string wide_path = write("wide.obj", wide + "\n");
+  Mesh* mesh = loadGeometry(wide_path.c_str());
+  ASSERT_NE(mesh, nullptr);
+  EXPECT_EQ(mesh->polygon_count, 1);
+  EXPECT_EQ(mesh->polygons[0].corner_count, 100000);
+  mesh_free(mesh);
 }
 
 TEST_F(GeometryRobustnessTest, HostileWeightsFiles) {
@@ -165,6 +178,8 @@ TEST_F(GeometryRobustnessTest, HostileWeightsFiles) {
       "deformer 99999999999 hip\n0: 0 1\n",
       "deformer -1 hip\n0: 0 1\n",
       "deformer 2000000 hip\n0: 2000000 1\n",
+      "deformer 2147483647 hip\ndeformer 0 hip\n0: 2147483647 1 0 1\n",
+      "deformer 0 hip\n-2147483648: 0 1\n2147483648: 0 1\n",
       "deformer 0\n0: 0 1\n",
       "deformer 0 hip\n0: 0\n",
       "deformer 0 hip\n0: 0 1e999\n",
