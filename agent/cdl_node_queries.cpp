@@ -22,9 +22,10 @@ extern "C" Material* find_material(Agent* agent, int number) {
 
 extern "C" int option_choice(const OptionNode* option) {
   if (!option || option->alternative_count <= 0) return 0;
-  float rounded = std::floor(option->value + 0.5f);
-  if (!(rounded >= 0.0f)) return 0;  // negative or NaN
-  if (rounded >= static_cast<float>(option->alternative_count))
+  // Rounded as value + 0.5 in double precision, so that a value just below one half rounds down.
+  const double rounded = std::floor(static_cast<double>(option->value) + 0.5);
+  if (!(rounded >= 0.0)) return 0;  // negative or NaN
+  if (rounded >= static_cast<double>(option->alternative_count))
     return option->alternative_count - 1;
   return static_cast<int>(rounded);
 }

@@ -423,6 +423,9 @@ TEST_F(CdlTest, MaterialsKeepPerPassRowsAndSelectorsResolveAlternatives) {
   EXPECT_EQ(0, option_choice(heads));
   heads->value = 7.0f;
   EXPECT_EQ(1, option_choice(heads));
+  // Just below one half rounds down: the half is added in double precision.
+  heads->value = 0.49999997f;
+  EXPECT_EQ(0, option_choice(heads));
 }
 
 TEST_F(CdlTest, StateCarriesAcrossReadsAndSegmentKeywordsNeedASegment) {
