@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <string_view>
+#include <unordered_map>
 
 #include "sim/vecmath.h"
 
@@ -92,13 +93,15 @@ bool copy_segments(Agent* type, Agent* instance) {
   if (count == 0) return true;
   auto* copies = static_cast<Segment**>(calloc(count, sizeof(Segment*)));
   if (!copies) return false;
-  // Position lookup of an original segment; segments outside the type's list map to null.
+  // Position of every original segment, so that links are remapped in constant time; segments
+  // outside the type's list map to null.
+  std::unordered_map<const Segment*, int> positions;
+  positions.reserve(static_cast<size_t>(count));
+  int position = 0;
+  for (const Segment* s = type->segments; s; s = s->next) positions.emplace(s, position++);
   auto map = [&](const Segment* original) -> Segment* {
-    if (!original) return nullptr;
-    int index = 0;
-    for (Segment* s = type->segments; s; s = s->next, ++index)
-      if (s == original) return copies[index];
-    return nullptr;
+    const auto found = original ? positions.find(original) : positions.end();
+    return found == positions.end() ? nullptr : copies[found->second];
   };
   bool ok = true;
   int index = 0;

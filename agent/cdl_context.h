@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -96,8 +97,19 @@ struct Context {
   std::vector<PendingInputs> pending_inputs;
   std::vector<MadeType> made;
 
+  // Name index of the open object's segments for "parent" lines, so that long skeletons read in
+  // linear time: the first segment of each name in list order, extended as segments are added.
+  struct SegmentIndex {
+    Agent* type = nullptr;
+    Segment* last = nullptr;  // last segment already indexed
+    std::unordered_map<std::string, Segment*> first;
+  } segment_index;
+
   Agent* current() const { return *object; }
 };
+
+// The first segment of the open object named `name` (as findSegment finds it), or null.
+Segment* find_open_segment(Context& context, const std::string& name);
 
 // Reads the file `path` into the context (used for the top file and for includes). Returns 1
 // when read, 0 when refused or not opened (with the fixed messages).

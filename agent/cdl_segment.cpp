@@ -51,9 +51,11 @@ void unlink_from_parent(Segment* segment) {
 }
 
 void set_parent(Context& context, Segment* segment, const std::string& name) {
-  Segment* parent = findSegment(context.current(), name.c_str());
+  Segment* parent = find_open_segment(context, name);
   if (!parent) return;  // an unknown name leaves the segment without parent
-  if (is_descendant_or_self(parent, segment)) {
+  // Only a segment that already has children can be made its own ancestor; the walk is skipped
+  // otherwise, so long chains read in linear time.
+  if (parent == segment || (segment->child && is_descendant_or_self(parent, segment))) {
     report(context, "a segment cannot be its own ancestor: ", name);
     return;
   }
@@ -337,6 +339,19 @@ bool handle_segment(Context& context, const std::string& line) {
     read_bind_pose(context, segment, line);
   }
   return true;
+}
+
+Segment* find_open_segment(Context& context, const std::string& name) {
+  Agent* type = context.current();
+  if (!type) return nullptr;
+  Context::SegmentIndex& index = context.segment_index;
+  if (index.type != type) index = {type, nullptr, {}};
+  for (Segment* s = index.last ? index.last->next : type->segments; s; s = s->next) {
+    if (s->name) index.first.emplace(s->name, s);
+    index.last = s;
+  }
+  const auto found = index.first.find(name);
+  return found == index.first.end() ? nullptr : found->second;
 }
 
 }  // namespace hordera::cdl
