@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -141,6 +142,29 @@ std::string base_name_of(const std::string& path);
 char* copy_text(std::string_view text);
 // Replaces an owned text field with a copy of `text`.
 void set_text(char** field, std::string_view text);
+
+// Appends a zero-filled node of type T at the tail of a singly linked list; null when memory
+// runs out.
+template <typename T>
+T* append_node(T** list) {
+  auto* node = static_cast<T*>(calloc(1, sizeof(T)));
+  if (!node) return nullptr;
+  while (*list) list = &(*list)->next;
+  *list = node;
+  return node;
+}
+
+// Opens a node section: appends a node to the open object's list `list` (an object is made
+// first when there is none) named by the rest of the opening line, if any; null when no node
+// could be made.
+template <typename T>
+T* open_node(Context& context, T* Agent::*list, const std::string& name) {
+  Agent* type = ensure_object(context);
+  if (!type) return nullptr;
+  T* node = append_node(&(type->*list));
+  if (node && !name.empty()) node->name = copy_text(name);
+  return node;
+}
 // "file:line: message\n" on standard error for the line being read.
 void report(const Context& context, const char* message, std::string_view detail = {});
 

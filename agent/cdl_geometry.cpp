@@ -10,16 +10,6 @@ namespace hordera::cdl {
 
 namespace {
 
-// Appends a zero-filled node of type T at the tail of a singly linked list.
-template <typename T>
-T* append_node(T** list) {
-  auto* node = static_cast<T*>(calloc(1, sizeof(T)));
-  if (!node) return nullptr;
-  while (*list) list = &(*list)->next;
-  *list = node;
-  return node;
-}
-
 std::vector<std::string> words_of(const std::string& text) {
   std::vector<std::string> words;
   std::istringstream stream(text);
@@ -106,15 +96,10 @@ void read_blend(Context& context, GeometryNode* node, const std::string& line) {
 }  // namespace
 
 void open_geometry(Context& context, const std::string& name) {
-  context.geometry = nullptr;
-  Agent* type = ensure_object(context);
-  if (!type) return;
-  GeometryNode* node = append_node(&type->geometry_nodes);
+  GeometryNode* node = context.geometry = open_node(context, &Agent::geometry_nodes, name);
   if (!node) return;
-  node->name = name.empty() ? nullptr : copy_text(name);
   node->material = -1;
   node->shade = SHADE_SMOOTH;
-  context.geometry = node;
 }
 
 bool handle_geometry(Context& context, const std::string& line) {
@@ -160,14 +145,9 @@ bool handle_geometry(Context& context, const std::string& line) {
 }
 
 void open_option(Context& context, const std::string& name) {
-  context.option = nullptr;
-  Agent* type = ensure_object(context);
-  if (!type) return;
-  OptionNode* node = append_node(&type->option_nodes);
+  OptionNode* node = context.option = open_node(context, &Agent::option_nodes, name);
   if (!node) return;
-  node->name = name.empty() ? nullptr : copy_text(name);
   node->source = OPTION_MANUAL;
-  context.option = node;
 }
 
 bool handle_option(Context& context, const std::string& line) {

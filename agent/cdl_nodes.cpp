@@ -10,15 +10,6 @@ namespace hordera::cdl {
 
 namespace {
 
-template <typename T>
-T* append_node(T** list) {
-  auto* node = static_cast<T*>(calloc(1, sizeof(T)));
-  if (!node) return nullptr;
-  while (*list) list = &(*list)->next;
-  *list = node;
-  return node;
-}
-
 void set_word(Context& context, const std::string& line, const char* format, char** field) {
   std::string word;
   if (scan(context, line, format, {&word})) set_text(field, word);
@@ -70,14 +61,9 @@ bool handle_bone(Context& context, const std::string& line) {
 }
 
 void open_hair(Context& context, const std::string& name) {
-  context.hair = nullptr;
-  Agent* type = ensure_object(context);
-  if (!type) return;
-  HairNode* hair = append_node(&type->hair_nodes);
+  HairNode* hair = context.hair = open_node(context, &Agent::hair_nodes, name);
   if (!hair) return;
-  hair->name = name.empty() ? nullptr : copy_text(name);
   hair->material = -1;
-  context.hair = hair;
 }
 
 bool handle_hair(Context& context, const std::string& line) {
@@ -148,16 +134,11 @@ bool handle_hair(Context& context, const std::string& line) {
 }
 
 void open_cloth(Context& context, const std::string& name) {
-  context.cloth = nullptr;
-  Agent* type = ensure_object(context);
-  if (!type) return;
-  ClothNode* cloth = append_node(&type->cloth_nodes);
+  ClothNode* cloth = context.cloth = open_node(context, &Agent::cloth_nodes, name);
   if (!cloth) return;
-  cloth->name = name.empty() ? nullptr : copy_text(name);
   cloth->scale[0] = cloth->scale[1] = cloth->scale[2] = 1.0f;
   cloth->material = -1;
   cloth->option = -1;
-  context.cloth = cloth;
 }
 
 bool handle_cloth(Context& context, const std::string& line) {
@@ -228,14 +209,9 @@ bool handle_cloth(Context& context, const std::string& line) {
 }
 
 void open_spring(Context& context, const std::string& name) {
-  context.spring = nullptr;
-  Agent* type = ensure_object(context);
-  if (!type) return;
-  SpringNode* spring = append_node(&type->spring_nodes);
+  SpringNode* spring = context.spring = open_node(context, &Agent::spring_nodes, name);
   if (!spring) return;
-  spring->name = name.empty() ? nullptr : copy_text(name);
   spring->restlen_scale = 1.0f;
-  context.spring = spring;
 }
 
 bool handle_spring(Context& context, const std::string& line) {
