@@ -15,8 +15,7 @@ namespace fuzz {
 // The process's temporary directory, made on first use and removed at exit.
 inline const std::string& temp_dir() {
   static const std::string directory = [] {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "hordera_fuzz_XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "hordera_fuzz_XXXXXX").string();
     if (!::mkdtemp(pattern.data())) {
       std::perror("mkdtemp");
       std::abort();

@@ -25,7 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   mray::parse_parameter_string(&args, text.c_str());
   if (args.pair_count < 0 || (args.pair_count > 0 && !args.pairs)) std::abort();
 
-  for (char* string : {args.cdl_file, args.motion_file, args.apf_file}) host::release_memory(string);
+  for (char* string : {args.cdl_file, args.motion_file, args.apf_file})
+    host::release_memory(string);
   for (int i = 0; i < args.pair_count; ++i) host::release_memory(args.pairs[i].string);
   host::release_memory(args.pairs);
   if (!host::memory_in_use().empty() || host::memory_release_faults() != 0) {

@@ -11,36 +11,35 @@
 // Every renderer function the front-end may call, in table order.
 #define HORDERA_RENDERER_FUNCTIONS(X)                                                              \
   X(mi_mem_int_allocate)                                                                           \
-  X(mi_mem_int_test_allocate) X(mi_mem_int_reallocate) X(mi_mem_int_release) X(mi_mem_int_strdup)  \
-      X(mi_error) X(mi_warning) X(mi_info) X(mi_progress) X(mi_debug) X(mi_vdebug) X(              \
-          mi_init_lock) X(mi_delete_lock) X(mi_lock) X(mi_unlock) X(mi_phen_eval) X(mi_db_access)  \
-          X(mi_db_unpin) X(mi_db_type) X(mi_db_size) X(mi_api_assembly_begin) X(                   \
-              mi_api_assembly_callback) X(mi_api_assembly_end) X(mi_geoshader_add_result)          \
-              X(mi_get_shader_interface) X(mi_api_object_begin) X(mi_api_object_end) X(            \
-                  mi_api_basis_list_clear) X(mi_api_object_group_begin) X(mi_api_object_group_end) \
-                  X(mi_api_vector_xyz_add) X(mi_api_vertex_add) X(mi_api_vertex_normal_add) X(     \
-                      mi_api_vertex_tex_add) X(mi_api_vertex_motion_add) X(mi_api_poly_begin)      \
-                      X(mi_api_poly_begin_tag) X(mi_api_poly_index_add) X(mi_api_poly_end) X(      \
-                          mi_api_poly_approx) X(mi_api_ccmesh_begin) X(mi_api_ccmesh_polygon)      \
-                          X(mi_api_ccmesh_approx) X(mi_api_ccmesh_end) X(mi_api_instance_begin) X( \
-                              mi_api_instance_end) X(mi_api_instgroup_begin)                       \
-                              X(mi_api_instgroup_additem) X(mi_api_instgroup_end) X(               \
-                                  mi_api_material_begin) X(mi_api_material_end)                    \
-                                  X(mi_api_function_call) X(mi_api_parameter_name) X(              \
-                                      mi_api_parameter_value) X(mi_api_parameter_shader)           \
-                                      X(mi_api_parameter_push) X(mi_api_parameter_pop) X(          \
-                                          mi_api_new_array_element) X(mi_api_function_call_end)    \
-                                          X(mi_api_shader_add) X(mi_api_function_append) X(        \
-                                              mi_api_function_assign) X(mi_api_parameter_decl)     \
-                                              X(mi_api_parameter_append) X(                        \
-                                                  mi_api_parameter_child) X(mi_api_funcdecl_begin) \
-                                                  X(mi_api_funcdecl_end) X(mi_api_scope_begin) X(  \
-                                                      mi_api_scope_end) X(mi_api_scope_apply)      \
-                                                      X(mi_api_name_lookup) X(mi_api_decl_lookup)  \
-                                                          X(mi_api_variable_set)                   \
-                                                              X(mi_api_variable_lookup)            \
-                                                                  X(mi_api_texture_begin) X(       \
-                                                                      mi_api_texture_file_def)     \
+  X(mi_mem_int_test_allocate)                                                                      \
+  X(mi_mem_int_reallocate) X(mi_mem_int_release) X(mi_mem_int_strdup) X(mi_error) X(mi_warning) X( \
+      mi_info) X(mi_progress) X(mi_debug) X(mi_vdebug) X(mi_init_lock) X(mi_delete_lock)           \
+      X(mi_lock) X(mi_unlock) X(mi_phen_eval) X(mi_db_access) X(mi_db_unpin) X(mi_db_type) X(      \
+          mi_db_size) X(mi_api_assembly_begin) X(mi_api_assembly_callback) X(mi_api_assembly_end)  \
+          X(mi_geoshader_add_result) X(mi_get_shader_interface) X(mi_api_object_begin) X(          \
+              mi_api_object_end) X(mi_api_basis_list_clear) X(mi_api_object_group_begin)           \
+              X(mi_api_object_group_end) X(mi_api_vector_xyz_add) X(mi_api_vertex_add) X(          \
+                  mi_api_vertex_normal_add) X(mi_api_vertex_tex_add) X(mi_api_vertex_motion_add)   \
+                  X(mi_api_poly_begin) X(mi_api_poly_begin_tag) X(mi_api_poly_index_add) X(        \
+                      mi_api_poly_end) X(mi_api_poly_approx) X(mi_api_ccmesh_begin)                \
+                      X(mi_api_ccmesh_polygon) X(mi_api_ccmesh_approx) X(mi_api_ccmesh_end) X(     \
+                          mi_api_instance_begin) X(mi_api_instance_end) X(mi_api_instgroup_begin)  \
+                          X(mi_api_instgroup_additem) X(mi_api_instgroup_end)                      \
+                              X(mi_api_material_begin) X(mi_api_material_end) X(                   \
+                                  mi_api_function_call) X(mi_api_parameter_name)                   \
+                                  X(mi_api_parameter_value) X(mi_api_parameter_shader) X(          \
+                                      mi_api_parameter_push) X(mi_api_parameter_pop)               \
+                                      X(mi_api_new_array_element) X(mi_api_function_call_end) X(   \
+                                          mi_api_shader_add) X(mi_api_function_append)             \
+                                          X(mi_api_function_assign) X(mi_api_parameter_decl) X(    \
+                                              mi_api_parameter_append) X(mi_api_parameter_child)   \
+                                              X(mi_api_funcdecl_begin) X(mi_api_funcdecl_end)      \
+                                                  X(mi_api_scope_begin) X(mi_api_scope_end) X(     \
+                                                      mi_api_scope_apply) X(mi_api_name_lookup)    \
+                                                      X(mi_api_decl_lookup) X(mi_api_variable_set) \
+                                                          X(mi_api_variable_lookup)                \
+                                                              X(mi_api_texture_begin)              \
+                                                                  X(mi_api_texture_file_def)       \
                                                                       X(mi_api_texture_set_filter) \
                                                                           X(mi_api_texture_end)
 

@@ -14,7 +14,6 @@
 #include "motion/action.h"
 #include "motion/stream.h"
 #include "sim/brain.h"
-#include "sim/brain.h"
 
 namespace {
 
