@@ -3,9 +3,9 @@
 # scripts; needs root (or sudo) only when something has to be installed.
 hordera_packages=(
   g++ cmake make ccache pkg-config
-  zlib1g-dev libpng-dev
+  zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev libfast-float-dev
+  libcli11-dev
 )
 
 hordera_install_deps() {
