@@ -2,7 +2,7 @@
 # Installs the Debian packages Hordera builds with, when any is missing. Sourced by the other
 # scripts; needs root (or sudo) only when something has to be installed.
 hordera_packages=(
-  g++ cmake make ccache pkg-config
+  g++ cmake make ccache
   zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev
