@@ -14,8 +14,8 @@
 #include "sim/vecmath.h"
 
 extern "C" {
-// Overridden by the motion-capture import when it is built into the engine.
-__attribute__((weak)) float amc_sample_rate = 1.0f;
+// 1.0, an action's own default rate, until a motion-capture import sets another.
+float amc_sample_rate = 1.0f;
 }
 
 namespace hordera::cdl {
