@@ -1,13 +1,10 @@
-# Turns mray/exports.txt (one exported name per line; '#' starts a comment) into a GNU linker
-# version script that exports exactly those names and hides everything else.
-file(STRINGS ${EXPORTS} lines)
+# Turns mray/exports.txt into a GNU linker version script that exports exactly its names and
+# hides everything else.
+include(${CMAKE_CURRENT_LIST_DIR}/name_list.cmake)
+hordera_read_name_list(${EXPORTS} names)
 set(body "{\n  global:\n")
-foreach(line IN LISTS lines)
-  string(REGEX REPLACE "#.*$" "" line "${line}")
-  string(STRIP "${line}" name)
-  if(NOT name STREQUAL "")
-    string(APPEND body "    ${name};\n")
-  endif()
+foreach(name IN LISTS names)
+  string(APPEND body "    ${name};\n")
 endforeach()
 string(APPEND body "  local:\n    *;\n};\n")
 file(WRITE ${OUTPUT}.tmp "${body}")
