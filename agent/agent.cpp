@@ -12,7 +12,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 extern "C" {
 Agent* first_agent_type = nullptr;

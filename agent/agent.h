@@ -12,7 +12,7 @@
 
 #include <cstdint>
 
-#include "sim/vector_types.h"
+#include "base/vector_types.h"
 
 extern "C" {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "agent/skeleton.h"
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

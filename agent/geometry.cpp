@@ -9,7 +9,7 @@
 #include "agent/obj_reader.h"
 #include "agent/skinning.h"
 #include "agent/weights.h"
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

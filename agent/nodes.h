@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "sim/vector_types.h"
+#include "base/vector_types.h"
 
 struct Segment;
 struct Agent;

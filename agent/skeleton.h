@@ -8,7 +8,6 @@
 #include <cstdint>
 
 #include "agent/agent.h"
-#include "motion/action.h"
 
 extern "C" {
 
@@ -43,11 +42,6 @@ void angles_to_quaternion(float rx, float ry, float rz, int32_t order, float* qu
 // Quaternion (x, y, z, w; need not be unit length) to angles (radians) in the given order;
 // nothing written for an order without rotation entry.
 void quaternion_to_angles(const float* quaternion, float* rx, float* ry, float* rz, int32_t order);
-// Re-expresses the action's curves "<segment>:rx", ":ry", ":rz" (degrees) from one order in
-// another, key by key; the segment's own order is not changed. Warns on standard error when the
-// segment's order is not `from_order` and converts anyway. Returns 1, or 0 when the action has
-// none of the three curves.
-int convertRotationOrder(Action* action, Segment* segment, int32_t from_order, int32_t to_order);
 
 // World-space transform of a segment into `out` (16 floats): its local matrix, each ancestor's
 // up to the root, the owning agent's matrix, then, when the agent's attachment weight is

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "agent/skeleton.h"
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

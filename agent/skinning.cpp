@@ -8,7 +8,7 @@
 
 #include "agent/geometry.h"
 #include "agent/skeleton.h"
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

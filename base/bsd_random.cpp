@@ -1,5 +1,5 @@
 // The type-3 additive-feedback generator of the BSD and glibc random() family.
-#include "sim/bsd_random.h"
+#include "base/bsd_random.h"
 
 namespace hordera {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace hordera {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 // are built once, from a private generator seeded with 1984, so every run gives the same values.
 #include <cmath>
 
-#include "sim/bsd_random.h"
-#include "sim/vecmath.h"
+#include "base/bsd_random.h"
+#include "base/vecmath.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Plane and triangle helpers: triangle area, projection onto a plane, and the best-fit plane of a
 // polygon by Newell's method.
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace hordera {
 

@@ -1,6 +1,6 @@
 // The Stream layer: one handle over either a plain C file or a zlib gzip stream, so that the
 // readers and writers of curve blocks, action files and pose caches never care which one they hold.
-#include "motion/stream.h"
+#include "base/stream.h"
 
 #include <sys/stat.h>
 #include <zlib.h>

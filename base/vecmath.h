@@ -2,7 +2,7 @@
 // Argument conventions, including the irregular ones, are part of the plug-in's interface.
 #pragma once
 
-#include "sim/vector_types.h"
+#include "base/vector_types.h"
 
 extern "C" {
 

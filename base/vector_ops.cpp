@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 extern "C" {
 

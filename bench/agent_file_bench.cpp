@@ -11,9 +11,9 @@
 #include <string>
 
 #include "agent/agent.h"
-#include "agent/cdl.h"
 #include "agent/geometry.h"
 #include "bench/humanoid.h"
+#include "cdl/cdl.h"
 #include "sim/simulation.h"
 
 namespace {

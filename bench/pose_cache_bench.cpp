@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "agent/agent.h"
-#include "agent/cdl.h"
 #include "agent/skeleton.h"
 #include "agent/skinning.h"
 #include "bench/humanoid.h"
+#include "cdl/cdl.h"
 #include "motion/apf.h"
 #include "motion/apf_cache.h"
 #include "sim/simulation.h"

@@ -8,11 +8,11 @@
 #include <string>
 
 #include "agent/agent.h"
-#include "agent/cdl.h"
 #include "agent/mesh.h"
 #include "agent/skeleton.h"
 #include "agent/skinning.h"
 #include "bench/humanoid.h"
+#include "cdl/cdl.h"
 
 namespace {
 

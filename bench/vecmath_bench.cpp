@@ -2,7 +2,7 @@
 // transformation used by skinning, and three-dimensional noise used by brain noise nodes.
 #include <benchmark/benchmark.h>
 
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

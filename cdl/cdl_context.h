@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-#include "agent/cdl.h"
+#include "cdl/cdl.h"
 
 namespace hordera::cdl {
 

@@ -1,6 +1,6 @@
 // The keywords of a "dynamics" block: the rigid-body settings of the scene, of an agent type or
 // of one segment, chosen by the section in which the block opened.
-#include "agent/cdl_context.h"
+#include "cdl/cdl_context.h"
 
 namespace hordera::cdl {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "agent/cdl_context.h"
+#include "cdl/cdl_context.h"
 #include "sim/scene_setup.h"
 
 namespace hordera::cdl {

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "agent/cdl_context.h"
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
+#include "cdl/cdl_context.h"
 
 namespace hordera::cdl {
 

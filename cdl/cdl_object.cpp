@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "agent/cdl_context.h"
 #include "agent/skeleton.h"
+#include "cdl/cdl_context.h"
 #include "sim/scene_setup.h"
 
 namespace hordera::cdl {

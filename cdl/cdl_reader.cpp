@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "agent/cdl_context.h"
+#include "cdl/cdl_context.h"
 
 namespace hordera::cdl {
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "agent/cdl_context.h"
+#include "cdl/cdl_context.h"
 #include "sim/expression.h"
 
 namespace hordera::cdl {

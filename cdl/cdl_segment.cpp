@@ -7,11 +7,11 @@
 #include <cstring>
 #include <limits>
 
-#include "agent/cdl_context.h"
 #include "agent/skeleton.h"
+#include "base/vecmath.h"
+#include "cdl/cdl_context.h"
 #include "motion/action.h"
 #include "motion/curve.h"
-#include "sim/vecmath.h"
 
 extern "C" {
 // 1.0, an action's own default rate, until a motion-capture import sets another.

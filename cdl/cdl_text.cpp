@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "agent/cdl_context.h"
+#include "cdl/cdl_context.h"
 
 namespace hordera::cdl {
 

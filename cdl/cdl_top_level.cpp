@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "agent/cdl_context.h"
+#include "cdl/cdl_context.h"
 #include "motion/action.h"
 
 namespace hordera::cdl {

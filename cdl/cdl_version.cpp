@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "agent/cdl.h"
+#include "cdl/cdl.h"
 
 namespace {
 

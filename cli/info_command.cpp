@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "agent/agent.h"
-#include "agent/cdl.h"
 #include "agent/geometry.h"
 #include "agent/mesh.h"
 #include "agent/nodes.h"
 #include "agent/skeleton.h"
+#include "cdl/cdl.h"
 #include "cli/commands.h"
 #include "motion/action.h"
 #include "motion/curve.h"

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/stream.h"
 #include "fuzz/action_agent.h"
 #include "fuzz/fuzz_input.h"
-#include "motion/stream.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Agent* agent = fuzz::action_agent();

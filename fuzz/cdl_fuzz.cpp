@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "agent/agent.h"
-#include "agent/cdl.h"
+#include "cdl/cdl.h"
 #include "fuzz/fuzz_input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/stream.h"
 #include "fuzz/fuzz_input.h"
 #include "motion/curve.h"
-#include "motion/stream.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string path = fuzz::write_input(data, size, "input.curve");

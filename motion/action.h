@@ -5,6 +5,8 @@
 
 #include "motion/curve.h"
 
+struct Segment;
+
 extern "C" {
 
 // Action flag bits.
@@ -78,6 +80,11 @@ int load_action_file(Agent* agent, const char* path);
 int agent_import_action(Agent* agent, const char* path);
 // The binary writer: writes nothing and reports success.
 int file_save_binary_actions(void* file, Agent* agent);
+// Re-expresses the action's curves "<segment>:rx", ":ry", ":rz" (degrees) from one order in
+// another, key by key; the segment's own order is not changed. Warns on standard error when the
+// segment's order is not `from_order` and converts anyway. Returns 1, or 0 when the action has
+// none of the three curves.
+int convertRotationOrder(Action* action, Segment* segment, int32_t from_order, int32_t to_order);
 // Frees an action with its curves (not unlinked).
 void action_free(Action* action);
 

@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "agent/agent.h"
+#include "base/stream.h"
 #include "motion/action.h"
 #include "motion/playback.h"
-#include "motion/stream.h"
 #include "sim/brain.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/stream.h"
 #include "motion/action.h"
-#include "motion/stream.h"
 
 namespace {
 

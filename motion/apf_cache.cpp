@@ -15,8 +15,8 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "base/stream.h"
 #include "motion/apf.h"
-#include "motion/stream.h"
 
 namespace {
 

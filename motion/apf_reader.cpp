@@ -9,8 +9,8 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "base/stream.h"
 #include "motion/apf.h"
-#include "motion/stream.h"
 #include "sim/scene_setup.h"
 
 namespace {

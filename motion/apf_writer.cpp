@@ -8,8 +8,8 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "base/stream.h"
 #include "motion/apf.h"
-#include "motion/stream.h"
 #include "sim/scene_setup.h"
 
 int32_t apf_sound_output = 0;

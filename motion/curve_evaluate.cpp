@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/vecmath.h"
 #include "motion/curve.h"
-#include "sim/vecmath.h"
 
 namespace {
 

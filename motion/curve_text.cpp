@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "base/stream.h"
 #include "motion/curve.h"
-#include "motion/stream.h"
 
 namespace {
 

@@ -6,12 +6,12 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "base/vecmath.h"
 #include "motion/apf.h"
 #include "motion/playback.h"
 #include "sim/brain.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
-#include "sim/vecmath.h"
 
 int32_t simTime = 0;
 float floatTime = 0.0f;

@@ -6,10 +6,10 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "base/vecmath.h"
 #include "sim/brain.h"
 #include "sim/scene_setup.h"
 #include "sim/simulation.h"
-#include "sim/vecmath.h"
 
 namespace {
 

@@ -9,7 +9,8 @@
 #include <cstring>
 #include <string>
 
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
+#include "motion/action.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include "agent/geometry.h"
 #include "agent/mesh.h"
 #include "agent/nodes.h"
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "sim/bsd_random.h"
-#include "sim/vecmath.h"
+#include "base/bsd_random.h"
+#include "base/vecmath.h"
 
 namespace {
 

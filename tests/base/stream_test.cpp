@@ -1,6 +1,6 @@
 // The Stream layer over plain files and gzip streams: round trips, the line limit, positioning,
 // and damaged gzip input that must read short and report an error rather than crash.
-#include "motion/stream.h"
+#include "base/stream.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 // The vector and matrix library: argument order, signs, the irregular conventions that are part of
 // the interface, the two inverses and their singular-matrix messages, plane fitting and the ease.
-#include "sim/vecmath.h"
+#include "base/vecmath.h"
 
 #include <gtest/gtest.h>
 

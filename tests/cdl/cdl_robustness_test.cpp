@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/cdl.h"
+#include "cdl/cdl.h"
 
 namespace {
 

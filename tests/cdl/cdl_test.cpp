@@ -1,5 +1,5 @@
 // Reading agent files: section changes, keyword quirks, values, includes and the bind pose.
-#include "agent/cdl.h"
+#include "cdl/cdl.h"
 
 #include <gtest/gtest.h>
 

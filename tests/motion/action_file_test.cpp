@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "agent/agent.h"
+#include "base/stream.h"
 #include "motion/action.h"
-#include "motion/stream.h"
 #include "sim/brain.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "motion/stream.h"
+#include "base/stream.h"
 
 namespace {
 

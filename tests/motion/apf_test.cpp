@@ -14,10 +14,10 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "motion/stream.h"
+#include "base/stream.h"
+#include "base/vecmath.h"
 #include "sim/scene_setup.h"
 #include "sim/simulation.h"
-#include "sim/vecmath.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "base/stream.h"
 #include "motion/curve.h"
-#include "motion/stream.h"
 
 namespace {
 
