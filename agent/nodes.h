@@ -250,6 +250,11 @@ struct ClothNode {
   ClothNode* next;
 
   // --- engine state beyond the documented fields ---
+  // The piece's render mesh for the frame being rendered (filled by the cloth cache loader), or
+  // null; the render output draws it as a cloth object.
+  struct Mesh* mesh;
+  Vector* previous_points;  // mesh->point_count points of the previous frame (motion blur), or null
+  uint8_t switched_off;     // set when the piece is not drawn this frame
 };
 
 // Collision bits of a hair node.
@@ -289,6 +294,10 @@ struct HairNode {
   HairNode* next;
 
   // --- engine state beyond the documented fields ---
+  // The render geometry built from the frame's guide curves (polygons), or null; the render
+  // output draws it as a hair object.
+  struct Mesh* mesh;
+  Vector* previous_points;  // mesh->point_count points of the previous frame (motion blur), or null
 };
 
 // Spring kinds.
