@@ -28,6 +28,8 @@ TEST(RotationOrder, TextCodesPackingAndNormalisation) {
   EXPECT_EQ(entries_of(strToOrder("rz ry rx")), (Entries{6, 5, 4, 1, 2, 3}));
   EXPECT_EQ(entries_of(strToOrder("  Rz\tRY   rX ")), (Entries{6, 5, 4, 1, 2, 3}));
   EXPECT_EQ(entries_of(strToOrder("ry")), (Entries{5, 1, 2, 3, 4, 6}));
+  // Only blanks and tabs split: "TX\nRY" is one word, which names TX first.
+  EXPECT_EQ(entries_of(strToOrder("tx\nry")), (Entries{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(entries_of(strToOrder("")), (Entries{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(entries_of(strToOrder(nullptr)), (Entries{1, 2, 3, 4, 5, 6}));
   // Containment, TX first: "XTXRZ" names TX.
