@@ -6,6 +6,7 @@
 
 #include "cdl/cdl_context.h"
 #include "motion/action.h"
+#include "sim/brain.h"
 
 namespace hordera::cdl {
 
@@ -68,8 +69,9 @@ void end_object(Context& context) {
       record->type = type;
       record->type_number = type->number;
       if (!record->name && type->name) record->name = strdup(type->name);
-    } else {
-      new_agent_instance(type);
+      if (!record->cdl_path) record->cdl_path = scene_relative_pathname(type->cdl_file);
+    } else if (Agent* agent = new_agent_instance(type)) {
+      compileOutputs(agent);
     }
   }
   *context.object = nullptr;

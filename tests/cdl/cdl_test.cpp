@@ -176,6 +176,24 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
   set_length_unit(1);
 }
 
+TEST_F(CdlTest, TheAgentMadeForANewTypeBindsItsOutputsAndRecordsItsPath) {
+  Agent* type = load("driven.cdl", std::string(kHeader) +
+                                       "object driven\n"
+                                       "segment hip\n"
+                                       "fuzzy output\n"
+                                       "channel hip:ty\n"
+                                       "end object\n");
+  ASSERT_NE(nullptr, type);
+  Agent* agent = type->render_agent;
+  ASSERT_NE(nullptr, agent);
+  ASSERT_NE(nullptr, agent->outputs);
+  EXPECT_EQ(&findSegment(agent, "hip")->channels[1], agent->outputs->target);
+  // The path is relative to the scene's directory, the current one.
+  std::string expected = fs::relative(dir_ / "driven.cdl", fs::current_path()).string();
+  if (expected.rfind("..", 0) == 0) expected = (dir_ / "driven.cdl").string();
+  EXPECT_STREQ(expected.c_str(), agent->cdl_path);
+}
+
 TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
   Agent* type = load("skeleton.cdl", std::string(kHeader) +
                                          "object walker\n"
