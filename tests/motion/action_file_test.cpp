@@ -13,6 +13,7 @@
 #include "agent/agent.h"
 #include "base/stream.h"
 #include "motion/action.h"
+#include "sim/action_loading.h"
 #include "sim/brain.h"
 
 namespace {
