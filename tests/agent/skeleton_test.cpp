@@ -285,14 +285,30 @@ TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   EXPECT_NEAR(world[14], 6.0f, 1e-6f);
   segmentInAgentSpace(knee, &x, &y, &z);
   EXPECT_NEAR(z, 0.0f, 1e-6f);
-  // Agents carried by each other, and a parent cycle, end instead of hanging.
-  carrier->attach_segment = knee;
-  carrier->attach_weight = 1.0f;
-  worldSpace(knee, world);
-  type->attach_segment = nullptr;
-  hip->parent = knee;
-  worldSpace(knee, world);
-  hip->parent = nullptr;
+
+  // A parent cycle of two translations stops after 10000 parent steps: a itself and 5000 more
+  // times each of b and a.
+  Agent* ring = new_agent_type("ring");
+  Segment* a = new_segment(ring, "a");
+  Segment* b = new_segment(ring, "b");
+  a->parent = b;
+  b->parent = a;
+  translation(a->matrix, 1, 0, 0);
+  translation(b->matrix, 0, 1, 0);
+  segmentInWorldSpace(a, &x, &y, &z);
+  EXPECT_EQ(x, 5001.0f);
+  EXPECT_EQ(y, 5000.0f);
+  // Two agents carried by each other stop after 64 carriers: 65 unit steps along z.
+  Agent* other = new_agent_type("other");
+  Segment* c = new_segment(other, "c");
+  a->parent = b->parent = nullptr;
+  translation(a->matrix, 0, 0, 1);
+  translation(c->matrix, 0, 0, 1);
+  ring->attach_segment = c;
+  other->attach_segment = a;
+  ring->attach_weight = other->attach_weight = 1.0f;
+  segmentInWorldSpace(a, &x, &y, &z);
+  EXPECT_EQ(z, 65.0f);
 }
 
 TEST(Walks, LocalMatrixFromChannelsRotatesThenTranslates) {
