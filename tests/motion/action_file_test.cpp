@@ -239,6 +239,16 @@ TEST(ActionText, SurvivesTruncatedAndMalformedText) {
   EXPECT_TRUE(std::isinf(k->time[2])) << k->time[2];  // 2500 sevens overflow a float
   free_actions(list);
 
+  // The type remembered across curves starts again at each read: after the spline1d curve above,
+  // a first curve without a "type" line is linear.
+  write_file(path, "action plain\ncurve\nchannel a:tx\n2 points\n0 0\n1 4\nend curve\n");
+  in = stream_open(path.c_str(), "r", 0);
+  ASSERT_EQ(actions_read_text(in, nullptr, &list), 1);
+  stream_close(in);
+  EXPECT_EQ(list->curves->points->type, CURVE_LINEAR);
+  EXPECT_FLOAT_EQ(curve_evaluate(list->curves, 0.25f), 1.0f);
+  free_actions(list);
+
   write_file(path, "no actions here\nsegment hip\n");
   Action* none = nullptr;
   in = stream_open(path.c_str(), "r", 0);
