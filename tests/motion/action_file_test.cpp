@@ -365,28 +365,13 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
     free_actions(list);
   }
 
-  // Every prefix of a good file reads without fault and keeps whole records only.
-  const std::string whole = sample_binary(false);
-  for (size_t size = 0; size < whole.size(); ++size) {
-    path = temp_path("prefix.actb");
-    write_file(path, whole.substr(0, size));
-    list = nullptr;
-    EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), size >= 4 ? 1 : 0);
-    EXPECT_LE(count_actions(list), 2);
-    free_actions(list);
-  }
-
-  // A damaged word anywhere (a huge length, count or tag) never makes the reader fault.
-  for (size_t at = 4; at < whole.size(); ++at) {
-    std::string damaged = whole;
-    damaged[at] = static_cast<char>(0xFF);
-    path = temp_path("damaged.actb");
-    write_file(path, damaged);
-    list = nullptr;
-    EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 1);
-    EXPECT_LE(count_actions(list), 2);
-    free_actions(list);
-  }
+  // A file shorter than its header word is refused; other cuts and damaged words are the
+  // binary action fuzzer's.
+  path = temp_path("prefix.actb");
+  write_file(path, sample_binary(false).substr(0, 3));
+  list = nullptr;
+  EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 0);
+  EXPECT_EQ(list, nullptr);
 }
 
 TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
