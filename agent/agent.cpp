@@ -6,9 +6,12 @@
 // that describes their kind is read through their type.
 #include "agent/agent.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 
@@ -236,10 +239,12 @@ Agent* new_agent_instance(Agent* type) {
   agent->collision_mode = type->collision_mode;
   agent->display_mode = type->display_mode;
   std::memcpy(agent->transform, type->transform, sizeof(Matrix));
+  agent->cdl_path = scene_relative_pathname(type->cdl_file);
   if ((type->name && !agent->name) || !copy_segments(type, agent) || !copy_user_vars(type, agent)) {
     free_segments(agent->segments);
     free_user_vars(agent->user_vars);
     free(agent->name);
+    free(agent->cdl_path);
     free(agent);
     return nullptr;
   }
@@ -352,6 +357,16 @@ char* get_relative_pathname(const char* path, const char* base) {
   }
   if (p == b) return strdup(".");
   return strdup(path);
+}
+
+char* scene_relative_pathname(const char* file) {
+  if (!file) return nullptr;
+  char buffer[4096];
+  if (!getcwd(buffer, sizeof buffer)) return strdup(file);
+  std::string absolute = file;
+  if (!is_separator(file[0]) && !(file[0] != '\0' && file[1] == ':'))
+    absolute = std::string(buffer) + '/' + file;
+  return get_relative_pathname(absolute.c_str(), buffer);
 }
 
 }  // extern "C"

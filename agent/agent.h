@@ -294,8 +294,9 @@ Agent* agent_type_of(Agent* agent);
 // Creates an instance of `type`: its own copies of the type's segments (same order, parents and
 // children remapped, local matrices and channels copied, `source` set to the type's segment)
 // and user variables, identity matrices, active, id 0, name copied from the type, the type's
-// value settings copied (its name settings shared, not owned). The instance is appended at the
-// tail of the scene's agent list (`root_agent`). Null when memory runs out.
+// value settings copied (its name settings shared, not owned), and the path of the type's agent
+// file relative to the scene (`scene_relative_pathname` of its `cdl_file`). The instance is
+// appended at the tail of the scene's agent list (`root_agent`). Null when memory runs out.
 Agent* new_agent_instance(Agent* type);
 // Unlinks an instance from the scene's agent list and frees what it owns (name, CDL path,
 // segments, user variables); per-agent state of other subsystems (playbacks, value tables, ...)
@@ -322,5 +323,10 @@ VariableDef* new_variable_def(Agent* agent, const char* name, float default_valu
 // `path` relative to the directory `base` (both absolute), or a copy of `path` when it does not
 // lie below `base`; the result is allocated with malloc.
 char* get_relative_pathname(const char* path, const char* base);
+// The path of an agent file relative to the scene, as an agent records it in `cdl_path`: `file`
+// (absolute, or relative to the current directory) relative to the scene's directory, which is
+// the current directory; an absolute copy when the file lies outside it. Allocated with malloc;
+// null for a null `file`.
+char* scene_relative_pathname(const char* file);
 
 }  // extern "C"

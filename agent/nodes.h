@@ -144,6 +144,11 @@ struct GeometryTransform {
                        // gives the value instead (owned), or null for the number in `value`
   int32_t axis_order;  // rotate only: AXIS_ORDER_XYZ .. AXIS_ORDER_ZYX
   GeometryTransform* next;
+
+  // --- engine state beyond the documented fields ---
+  // Per component: a backquoted expression as written (owned, without the backquotes), or null.
+  // The variation update evaluates it for the agent into `value`.
+  char* expression[3];
 };
 
 // Blend shape modes.
@@ -369,6 +374,9 @@ struct OptionNode {
   OptionNode* next;
 
   // --- engine state beyond the documented fields ---
+  // "var `EXPRESSION`": the expression (owned, without backquotes) that gives the value instead
+  // of a variable name; `variable` is then null.
+  char* expression;
 };
 
 // The index of the alternative a selector's current value picks (0 for a selector without

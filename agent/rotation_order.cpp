@@ -19,8 +19,10 @@ int channel_of_word(const std::string& word) {
   return 0;
 }
 
+// Words of an order string are split at blanks and tabs only; any other character, a line end
+// included, belongs to the word.
 bool is_word_separator(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+  return c == ' ' || c == '\t';
 }
 
 }  // namespace

@@ -133,6 +133,11 @@ inline bool contains(std::string_view line, std::string_view word) {
 }
 // The text after `keyword` with leading blanks skipped.
 std::string rest_after(std::string_view line, std::string_view keyword);
+// The value words of `text` (at most `limit`): split at blanks and tabs, except that a
+// backquoted expression stays one word with its backquotes (an unclosed one runs to the end).
+std::vector<std::string> value_words(std::string_view text, size_t limit = SIZE_MAX);
+// The text of a symbolic value word without its backquotes (a variable name is returned as is).
+std::string expression_text(std::string_view word);
 // The directory part of a path ("." for a bare name), without a trailing separator.
 std::string directory_of(const std::string& path);
 // The file name of a path without its directory and without its 4-character extension

@@ -29,7 +29,7 @@ int axis_order_code(const std::string& word) {
 // agent type's variable definitions.
 void read_transform(Context& context, GeometryNode* node, const std::string& line, int kind) {
   std::vector<std::string> words =
-      words_of(rest_after(line, kind == GEOMETRY_ROTATE ? "rotate" : "scale"));
+      value_words(rest_after(line, kind == GEOMETRY_ROTATE ? "rotate" : "scale"));
   int axis_order = AXIS_ORDER_XYZ;
   if (kind == GEOMETRY_ROTATE && !words.empty() && axis_order_code(words.back()) >= 0) {
     axis_order = axis_order_code(words.back());
@@ -53,6 +53,7 @@ void read_transform(Context& context, GeometryNode* node, const std::string& lin
         if (def->name && word == def->name) op->value[i] = def->default_value;
     } else {
       op->value[i] = scan_value(context, word);
+      if (word[0] == '`') op->expression[i] = copy_text(expression_text(word));
     }
   }
 }
@@ -158,11 +159,21 @@ bool handle_option(Context& context, const std::string& line) {
   } else if (starts(line, "translate")) {
     scan(context, line, "translate %d %d", {&node->position[0], &node->position[1]});
   } else if (starts(line, "var")) {
-    std::string name;
-    if (scan(context, line, "var %s", {&name})) {
-      set_text(&node->variable, name);
+    std::vector<std::string> words = value_words(rest_after(line, "var"), 1);
+    if (!words.empty()) {
+      const std::string& word = words[0];
       node->source = OPTION_VARIABLE;
-      if (UserVar* user = find_userVar(context.current(), name.c_str())) node->value = user->value;
+      free(node->variable);
+      free(node->expression);
+      node->variable = node->expression = nullptr;
+      if (word[0] == '`') {
+        node->expression = copy_text(expression_text(word));
+        node->value = scan_value(context, word);
+      } else {
+        node->variable = copy_text(word);
+        if (UserVar* user = find_userVar(context.current(), word.c_str()))
+          node->value = user->value;
+      }
     }
   } else if (starts(line, "manual")) {
     if (scan(context, line, "manual %f", {&node->manual})) {

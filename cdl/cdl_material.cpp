@@ -24,29 +24,11 @@ void read_colour(Context& context, MaterialColour* colour, const std::string& li
     colour->model = COLOUR_MODEL_RGB;
     rest = rest_after(rest, "rgb");
   }
-  // Words, keeping a backquoted expression with blanks together.
-  std::vector<std::string> words;
-  size_t pos = 0;
-  while (words.size() < 3 && pos < rest.size()) {
-    pos = rest.find_first_not_of(" \t", pos);
-    if (pos == std::string::npos) break;
-    size_t end;
-    if (rest[pos] == '`') {
-      end = rest.find('`', pos + 1);
-      end = end == std::string::npos ? rest.size() : end + 1;
-    } else {
-      end = rest.find_first_of(" \t", pos);
-      if (end == std::string::npos) end = rest.size();
-    }
-    words.push_back(rest.substr(pos, end - pos));
-    pos = end;
-  }
+  std::vector<std::string> words = value_words(rest, 3);
   for (size_t i = 0; i < words.size(); ++i) {
     colour->value[i] = scan_value(context, words[i]);
-    std::string text = words[i];
-    if (!text.empty() && text[0] == '`') text = text.substr(1, text.find('`', 1) - 1);
     free(colour->text[i]);
-    colour->text[i] = is_symbolic(words[i]) ? copy_text(text) : nullptr;
+    colour->text[i] = is_symbolic(words[i]) ? copy_text(expression_text(words[i])) : nullptr;
   }
 }
 

@@ -41,6 +41,32 @@ std::string rest_after(std::string_view line, std::string_view keyword) {
   return std::string(rest.substr(0, end + 1));
 }
 
+std::vector<std::string> value_words(std::string_view text, size_t limit) {
+  std::vector<std::string> words;
+  size_t pos = 0;
+  while (words.size() < limit && pos < text.size()) {
+    pos = text.find_first_not_of(" \t", pos);
+    if (pos == std::string_view::npos) break;
+    size_t end;
+    if (text[pos] == '`') {
+      end = text.find('`', pos + 1);
+      end = end == std::string_view::npos ? text.size() : end + 1;
+    } else {
+      end = text.find_first_of(" \t", pos);
+      if (end == std::string_view::npos) end = text.size();
+    }
+    words.emplace_back(text.substr(pos, end - pos));
+    pos = end;
+  }
+  return words;
+}
+
+std::string expression_text(std::string_view word) {
+  if (word.empty() || word[0] != '`') return std::string(word);
+  word.remove_prefix(1);
+  return std::string(word.substr(0, word.find('`')));
+}
+
 std::string directory_of(const std::string& path) {
   size_t slash = path.find_last_of("/\\");
   if (slash == std::string::npos) return ".";

@@ -6,6 +6,7 @@
 
 #include "cdl/cdl_context.h"
 #include "motion/action.h"
+#include "sim/brain.h"
 
 namespace hordera::cdl {
 
@@ -68,8 +69,9 @@ void end_object(Context& context) {
       record->type = type;
       record->type_number = type->number;
       if (!record->name && type->name) record->name = strdup(type->name);
-    } else {
-      new_agent_instance(type);
+      if (!record->cdl_path) record->cdl_path = scene_relative_pathname(type->cdl_file);
+    } else if (Agent* agent = new_agent_instance(type)) {
+      compileOutputs(agent);
     }
   }
   *context.object = nullptr;
@@ -107,6 +109,26 @@ void set_units(const std::string& line) {
   set_length_unit(unit);
 }
 
+// Reads the lines of an editor block ("motion tree", "afield"), which the engine does not use, so
+// that none of them is taken as a line of the section around it. The block ends at its "end ..."
+// line. "end object" and the opening lines "object", "segment" and "fuzzy" also end it and are
+// read again, so that a block without its end line does not swallow the rest of the object.
+void skip_editor_block(Context& context) {
+  if (!context.lines) return;
+  std::string raw;
+  while (context.lines->next(&raw)) {
+    size_t start = raw.find_first_not_of(" \t");
+    if (start == std::string::npos || raw[0] == '#') continue;
+    std::string_view line = std::string_view(raw).substr(start);
+    if (starts(line, "end object") || starts(line, "object") || starts(line, "segment") ||
+        starts(line, "fuzzy")) {
+      context.lines->push_back(raw);
+      return;
+    }
+    if (starts(line, "end")) return;
+  }
+}
+
 }  // namespace
 
 Agent* ensure_object(Context& context) {
@@ -132,7 +154,8 @@ void handle_top_level(Context& context, const std::string& line) {
       set_text(&type->default_actions[slot].second, second);
     }
   }
-  // "motion tree" blocks (the editor's motion tree) are not used at render time.
+  // The editor's motion tree is not used at render time; its block is passed over whole.
+  if (starts(line, "motion tree")) skip_editor_block(context);
   if (starts(line, "object")) {
     if (Agent* type = open_object(context, rest_after(line, "object"))) {
       state = CDL_OBJECT;
@@ -216,7 +239,8 @@ void handle_top_level(Context& context, const std::string& line) {
     open_bone(context, name);
     state = CDL_BONE;
   }
-  // "afield" blocks (attribute fields of the editor) are not used at render time.
+  // Attribute fields of the editor are not used at render time; their block is passed over.
+  if (starts(line, "afield")) skip_editor_block(context);
   if (starts(line, "units") && state == CDL_TOP) set_units(line);
 }
 

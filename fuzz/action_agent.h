@@ -7,6 +7,7 @@
 #include "agent/agent.h"
 #include "motion/action.h"
 #include "motion/playback.h"
+#include "sim/action_loading.h"
 #include "sim/brain.h"
 
 namespace fuzz {

@@ -74,10 +74,6 @@ int actions_read_text(Stream* stream, Agent* agent, Action** list);
 // Returns 0 when the file cannot be opened or holds no header word, else 1; a truncated or
 // malformed file keeps every record read before the fault.
 int actions_read_binary(const char* path, Agent* agent, Action** list);
-// Loads a ".act" or ".actb" file onto the agent; 1 when handled, 0 on a reported error.
-int load_action_file(Agent* agent, const char* path);
-// Imports a motion file by extension.
-int agent_import_action(Agent* agent, const char* path);
 // The binary writer: writes nothing and reports success.
 int file_save_binary_actions(void* file, Agent* agent);
 // Re-expresses the action's curves "<segment>:rx", ":ry", ":rz" (degrees) from one order in

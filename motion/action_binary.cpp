@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/stream.h"
 #include "motion/action.h"
 
 namespace {
@@ -64,13 +65,14 @@ class Reader {
   bool swapped_ = false;
 };
 
+// The whole file through the Stream layer, as every other engine file is read.
 bool read_file(const char* path, std::vector<uint8_t>* bytes) {
-  std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path, "rb"), std::fclose);
-  if (!file) return false;
+  std::unique_ptr<Stream, int (*)(Stream*)> stream(stream_open(path, "r", 0), stream_close);
+  if (!stream) return false;
   uint8_t chunk[65536];
-  for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, file.get())) > 0;)
+  for (size_t n; (n = stream_read(stream.get(), chunk, sizeof chunk)) > 0;)
     bytes->insert(bytes->end(), chunk, chunk + n);
-  return !std::ferror(file.get());
+  return !stream_error(stream.get());
 }
 
 // Curve type numbers of the binary type codes; other codes are type numbers themselves.

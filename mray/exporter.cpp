@@ -94,9 +94,10 @@ std::string cdl_word(const Agent* agent, int packaged) {
       if (c == '\\') c = '/';
     return format("%s%chordera%cagent%d.cdl", root.c_str(), '/', '/', type->number);
   }
-  const char* file = type->cdl_file ? type->cdl_file : type->cdl_path;
-  if (!file) file = agent->cdl_path ? agent->cdl_path : "";
-  return absolute_against(file, type->cdl_directory ? type->cdl_directory : "");
+  // The agent's path relative to the scene, made absolute against the scene's directory (the
+  // current directory); an agent made without one names its type's file as loaded.
+  const char* file = agent->cdl_path ? agent->cdl_path : type->cdl_file;
+  return absolute_against(file ? file : "", {});
 }
 
 std::string motion_word(const Agent* agent, const ExportDirectories& dirs, int frame) {

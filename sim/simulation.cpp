@@ -1,6 +1,7 @@
 // The simulation loop: the process-wide time, reset, and the thirteen steps of one frame.
 #include "sim/simulation.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -183,6 +184,52 @@ void call_frame_callbacks() {
   }
 }
 
+// Every playback slot of the agent free again, its phases, weights and record cleared; the table
+// itself is kept.
+void reset_playbacks(Agent* agent) {
+  if (!agent->playbacks) return;
+  for (int i = 0; i < kPlaybackSlots; ++i) {
+    PlaybackSlot& slot = agent->playbacks[i];
+    if (slot.data) std::fill(slot.data, slot.data + kPlaybackDataFloats, 0.0f);
+    slot = PlaybackSlot{nullptr, 0, 0, 0, 0, 0, slot.data};
+  }
+}
+
+// Every user variable of an agent back to its agent type's value (0 for a variable the type does
+// not have), the simulation table's copy included.
+void reset_variables(Agent* agent) {
+  if (!agent->type) return;
+  int index = 0;
+  for (UserVar* variable = agent->user_vars; variable; variable = variable->next, ++index) {
+    UserVar* original = find_userVar(agent->type, variable->name);
+    variable->value = original ? original->value : 0.0f;
+    const int slot = kSimValueFirstVariable + index;
+    if (agent->sim_values && slot < agent->sim_value_count)
+      agent->sim_values[slot] = variable->value;
+  }
+  agent->changed = 0;
+}
+
+// The values an agent's curves drive and what the loop cached from earlier frames: segment
+// channels back to the agent type's, local matrices back to rest, the previous frame's copies
+// equal to the current ones, root rates and the cached motion values cleared.
+void reset_motion_state(Agent* agent) {
+  for (Segment* segment = agent->segments; segment; segment = segment->next) {
+    const Segment* original = segment->source ? segment->source : segment;
+    for (int i = 0; i < 6; ++i)
+      segment->channels[i] = segment->last_channels[i] =
+          original != segment ? original->channels[i] : 0.0f;
+    matrix_copy(segment->rest_matrix, segment->matrix);
+    matrix_copy(segment->rest_matrix, segment->last_matrix);
+  }
+  for (int i = 0; i < 6; ++i) {
+    agent->last_root[i] = agent->root[i];
+    agent->root_rates[i] = 0;
+    agent->motion[i] = 0;
+  }
+  matrix_copy(agent->matrix, agent->last_matrix);
+}
+
 // Per-run state of each agent.
 void reset_agent(Agent* agent) {
   free_frame_callbacks(agent);
@@ -192,6 +239,9 @@ void reset_agent(Agent* agent) {
     segment->spawn = 0;
     segment->previous_spawn = 0;
   }
+  reset_playbacks(agent);
+  reset_variables(agent);
+  reset_motion_state(agent);
 }
 
 }  // namespace
@@ -270,10 +320,6 @@ extern "C" void sim_build_root_matrix(Agent* agent) {
   x_rotate(m, agent->root[0] / kDegreesPerRadian);
   y_rotate(m, agent->root[1] / kDegreesPerRadian);
   z_rotate(m, agent->root[2] / kDegreesPerRadian);
-  if (agent->scale != 0 && agent->scale != 1) {
-    Vector scale = {agent->scale, agent->scale, agent->scale};
-    matrix_scale(m, &scale);
-  }
   Vector position = {agent->root[3], agent->root[4], agent->root[5]};
   matrix_translate(m, &position);
 }

@@ -16,7 +16,10 @@ extern int32_t simming;    // a simulation run is in progress
 extern Group* groups;      // head of the group list
 extern void* gen;          // head of the generator list
 
-// Frame back to 0.
+// Frame back to 0: spawned agents deleted, then every agent's per-run state reset (callbacks,
+// delete and spawn values, playback slots freed, user variables back to the agent type's values,
+// segment channels and matrices back to rest, previous-frame copies and cached motion cleared),
+// then the groups placed again.
 void resetAll(void);
 // Advance one frame; the flag goes to the pre-frame step.
 void nextFrame(int flag);
@@ -77,8 +80,8 @@ struct SimulationHooks {
 };
 extern SimulationHooks sim_hooks;
 
-// Rebuilds an agent's world matrix from its root channels: rotate about x, y, z (degrees), scale
-// uniformly by its scale, translate.
+// Rebuilds an agent's world matrix from its root channels: rotate about x, then y, then z
+// (degrees), then translate. The agent's scale does not enter it.
 void sim_build_root_matrix(Agent* agent);
 // Removes an agent from the scene with everything the loop gave it.
 void sim_delete_agent(Agent* agent);

@@ -10,7 +10,6 @@
 #include <string>
 
 #include "base/vecmath.h"
-#include "motion/action.h"
 
 namespace {
 
@@ -28,6 +27,8 @@ TEST(RotationOrder, TextCodesPackingAndNormalisation) {
   EXPECT_EQ(entries_of(strToOrder("rz ry rx")), (Entries{6, 5, 4, 1, 2, 3}));
   EXPECT_EQ(entries_of(strToOrder("  Rz\tRY   rX ")), (Entries{6, 5, 4, 1, 2, 3}));
   EXPECT_EQ(entries_of(strToOrder("ry")), (Entries{5, 1, 2, 3, 4, 6}));
+  // Only blanks and tabs split: "TX\nRY" is one word, which names TX first.
+  EXPECT_EQ(entries_of(strToOrder("tx\nry")), (Entries{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(entries_of(strToOrder("")), (Entries{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(entries_of(strToOrder(nullptr)), (Entries{1, 2, 3, 4, 5, 6}));
   // Containment, TX first: "XTXRZ" names TX.
@@ -283,14 +284,30 @@ TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   EXPECT_NEAR(world[14], 6.0f, 1e-6f);
   segmentInAgentSpace(knee, &x, &y, &z);
   EXPECT_NEAR(z, 0.0f, 1e-6f);
-  // Agents carried by each other, and a parent cycle, end instead of hanging.
-  carrier->attach_segment = knee;
-  carrier->attach_weight = 1.0f;
-  worldSpace(knee, world);
-  type->attach_segment = nullptr;
-  hip->parent = knee;
-  worldSpace(knee, world);
-  hip->parent = nullptr;
+
+  // A parent cycle of two translations stops after 10000 parent steps: a itself and 5000 more
+  // times each of b and a.
+  Agent* ring = new_agent_type("ring");
+  Segment* a = new_segment(ring, "a");
+  Segment* b = new_segment(ring, "b");
+  a->parent = b;
+  b->parent = a;
+  translation(a->matrix, 1, 0, 0);
+  translation(b->matrix, 0, 1, 0);
+  segmentInWorldSpace(a, &x, &y, &z);
+  EXPECT_EQ(x, 5001.0f);
+  EXPECT_EQ(y, 5000.0f);
+  // Two agents carried by each other stop after 64 carriers: 65 unit steps along z.
+  Agent* other = new_agent_type("other");
+  Segment* c = new_segment(other, "c");
+  a->parent = b->parent = nullptr;
+  translation(a->matrix, 0, 0, 1);
+  translation(c->matrix, 0, 0, 1);
+  ring->attach_segment = c;
+  other->attach_segment = a;
+  ring->attach_weight = other->attach_weight = 1.0f;
+  segmentInWorldSpace(a, &x, &y, &z);
+  EXPECT_EQ(z, 65.0f);
 }
 
 TEST(Walks, LocalMatrixFromChannelsRotatesThenTranslates) {
@@ -320,103 +337,6 @@ TEST(Walks, LocalMatrixFromChannelsRotatesThenTranslates) {
   segment_pose_from_channels(arm);
   const Vector r = transformPoint(&p, arm->matrix);
   EXPECT_NEAR(r.z, 1.0f, 1e-5f);
-}
-
-// A curve with its own key storage, values only, named `channel`.
-Curve* hand_made_curve(Action* action, const char* channel, std::initializer_list<float> values) {
-  auto* curve = static_cast<Curve*>(calloc(1, sizeof(Curve)));
-  auto* points = static_cast<CurvePoints*>(calloc(1, sizeof(CurvePoints)));
-  const int n = static_cast<int>(values.size());
-  points->channel = strdup(channel);
-  points->type = CURVE_LINEAR;
-  points->count = n;
-  points->time = static_cast<float*>(calloc(2 * n, sizeof(float)));
-  points->value = points->time + n;
-  int i = 0;
-  for (float v : values) {
-    points->time[i] = static_cast<float>(i) / n;
-    points->value[i++] = v;
-  }
-  curve->points = points;
-  curve->next = action->curves;
-  if (action->curves) action->curves->prev = curve;
-  action->curves = curve;
-  return curve;
-}
-
-void free_curves(Action* action) {
-  for (Curve* c = action->curves; c;) {
-    Curve* next = c->next;
-    free(c->points->channel);
-    free(c->points->time);
-    free(c->points);
-    free(c);
-    c = next;
-  }
-  action->curves = nullptr;
-}
-
-TEST(ConvertRotationOrder, ReexpressesEveryKeyAndWarnsOnAMismatchedOrder) {
-  Agent* type = new_agent_type("convert");
-  Segment* neck = new_segment(type, "neck");
-  const int32_t xyz = strToOrder("rx ry rz");
-  const int32_t zyx = strToOrder("rz ry rx");
-  Action action{};
-  Curve* rx = hand_made_curve(&action, "neck:rx", {10.0f, -30.0f, 0.0f});
-  Curve* ry = hand_made_curve(&action, "neck:ry", {20.0f, 45.0f, 0.0f});
-  Curve* rz = hand_made_curve(&action, "neck:rz", {30.0f, 5.0f, 0.0f});
-  hand_made_curve(&action, "other:rx", {1.0f});
-  const float before[3][3] = {{10, 20, 30}, {-30, 45, 5}, {0, 0, 0}};
-
-  neck->order = xyz;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(convertRotationOrder(&action, neck, xyz, zyx), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  for (int n = 0; n < 3; ++n) {
-    SCOPED_TRACE(n);
-    const float d = 57.29578f;
-    Matrix original, converted;
-    rotation_matrix_from_angles(before[n][0] / d, before[n][1] / d, before[n][2] / d, xyz,
-                                original);
-    rotation_matrix_from_angles(rx->points->value[n] / d, ry->points->value[n] / d,
-                                rz->points->value[n] / d, zyx, converted);
-    expect_matrix_near(original, converted, 1e-5f);
-  }
-  // The first key really changed (the two orders differ for these angles).
-  EXPECT_GT(std::fabs(rx->points->value[0] - 10.0f), 0.1f);
-  EXPECT_EQ(neck->order, xyz);  // the segment keeps its order
-
-  // Mismatching from-order: warning with the segment name, converted anyway.
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(convertRotationOrder(&action, neck, zyx, xyz), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "WARNING: convertRotationOrder() from_order does not match neck order.\n");
-  EXPECT_NEAR(rx->points->value[0], 10.0f, 1e-3f);
-  EXPECT_NEAR(ry->points->value[1], 45.0f, 1e-3f);
-
-  // No curves for the segment: nothing converted.
-  Segment* tail = new_segment(type, "tail");
-  tail->order = xyz;
-  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 0);
-  free_curves(&action);
-
-  // Only ry present: its key count drives the conversion and only it is written.
-  Curve* alone = hand_made_curve(&action, "tail:ry", {30.0f, 60.0f});
-  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
-  EXPECT_NEAR(alone->points->value[1], 60.0f, 1e-3f);
-  free_curves(&action);
-
-  // rx's key count decides, even when the other curves have more keys: their later keys stay.
-  Curve* short_rx = hand_made_curve(&action, "tail:rx", {20.0f});
-  Curve* long_ry = hand_made_curve(&action, "tail:ry", {30.0f, 35.0f, -40.0f});
-  Curve* long_rz = hand_made_curve(&action, "tail:rz", {40.0f, 50.0f, 60.0f});
-  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
-  EXPECT_GT(std::fabs(short_rx->points->value[0] - 20.0f), 0.1f);
-  EXPECT_EQ(long_ry->points->value[1], 35.0f);
-  EXPECT_EQ(long_ry->points->value[2], -40.0f);
-  EXPECT_EQ(long_rz->points->value[1], 50.0f);
-  EXPECT_EQ(long_rz->points->value[2], 60.0f);
-  free_curves(&action);
 }
 
 }  // namespace

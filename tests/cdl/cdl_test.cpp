@@ -122,6 +122,15 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
   set_length_unit(1);
   Agent* type = load("guards.cdl", std::string(kHeader) +
                                        "object guards\n"
+                                       "version 2.0\n"
+                                       "motion tree\n"  // editor blocks: their lines are passed
+                                       "version 9.9\n"  // over, not read by the object
+                                       "id 44\n"
+                                       "end motion tree\n"
+                                       "z_factor 3\n"
+                                       "afield\n"
+                                       "id 45\n"  // no end line: "segment" closes the block
+                                       "segment first\n"
                                        "units inch\n"  // ignored inside an object
                                        "hair fur\n"
                                        "hair_dynamics 1\n"
@@ -138,6 +147,10 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
                                        "id 7\n"
                                        "end object\n");
   ASSERT_NE(nullptr, type);
+  EXPECT_STREQ("2.0", type->version_text);
+  EXPECT_EQ(0, type->type_id);
+  EXPECT_FLOAT_EQ(3.0f, type->z_factor);
+  EXPECT_NE(nullptr, findSegment(type, "first"));
   EXPECT_EQ(1, length_unit);
   ASSERT_NE(nullptr, type->hair_nodes);
   EXPECT_EQ(nullptr, type->hair_nodes->next);
@@ -161,6 +174,24 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
   ASSERT_NE(nullptr, load("units.cdl", "units cm\nobject u\nend object\n"));
   EXPECT_EQ(2, length_unit);
   set_length_unit(1);
+}
+
+TEST_F(CdlTest, TheAgentMadeForANewTypeBindsItsOutputsAndRecordsItsPath) {
+  Agent* type = load("driven.cdl", std::string(kHeader) +
+                                       "object driven\n"
+                                       "segment hip\n"
+                                       "fuzzy output\n"
+                                       "channel hip:ty\n"
+                                       "end object\n");
+  ASSERT_NE(nullptr, type);
+  Agent* agent = type->render_agent;
+  ASSERT_NE(nullptr, agent);
+  ASSERT_NE(nullptr, agent->outputs);
+  EXPECT_EQ(&findSegment(agent, "hip")->channels[1], agent->outputs->target);
+  // The path is relative to the scene's directory, the current one.
+  std::string expected = fs::relative(dir_ / "driven.cdl", fs::current_path()).string();
+  if (expected.rfind("..", 0) == 0) expected = (dir_ / "driven.cdl").string();
+  EXPECT_STREQ(expected.c_str(), agent->cdl_path);
 }
 
 TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {

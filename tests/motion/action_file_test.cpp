@@ -3,6 +3,7 @@
 // keep what they read before a fault.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -13,6 +14,7 @@
 #include "agent/agent.h"
 #include "base/stream.h"
 #include "motion/action.h"
+#include "sim/action_loading.h"
 #include "sim/brain.h"
 
 namespace {
@@ -231,8 +233,20 @@ TEST(ActionText, SurvivesTruncatedAndMalformedText) {
   EXPECT_FLOAT_EQ(k->time[0], 0.25f);
   EXPECT_FLOAT_EQ(k->in_x[0], 0.5f);
   EXPECT_FLOAT_EQ(k->in_y[0], 0);  // a short key line leaves the rest as it was
-  EXPECT_LE(k->count, 9);          // no more keys than lines were there
-  EXPECT_GE(k->count, 3);
+  // Nine keys announced, and five key lines left: the short one, the empty one and the long
+  // line in three pieces of at most 999 bytes. Only those five keys are made.
+  EXPECT_EQ(k->count, 5);
+  EXPECT_TRUE(std::isinf(k->time[2])) << k->time[2];  // 2500 sevens overflow a float
+  free_actions(list);
+
+  // The type remembered across curves starts again at each read: after the spline1d curve above,
+  // a first curve without a "type" line is linear.
+  write_file(path, "action plain\ncurve\nchannel a:tx\n2 points\n0 0\n1 4\nend curve\n");
+  in = stream_open(path.c_str(), "r", 0);
+  ASSERT_EQ(actions_read_text(in, nullptr, &list), 1);
+  stream_close(in);
+  EXPECT_EQ(list->curves->points->type, CURVE_LINEAR);
+  EXPECT_FLOAT_EQ(curve_evaluate(list->curves, 0.25f), 1.0f);
   free_actions(list);
 
   write_file(path, "no actions here\nsegment hip\n");
@@ -351,28 +365,13 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
     free_actions(list);
   }
 
-  // Every prefix of a good file reads without fault and keeps whole records only.
-  const std::string whole = sample_binary(false);
-  for (size_t size = 0; size < whole.size(); ++size) {
-    path = temp_path("prefix.actb");
-    write_file(path, whole.substr(0, size));
-    list = nullptr;
-    EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), size >= 4 ? 1 : 0);
-    EXPECT_LE(count_actions(list), 2);
-    free_actions(list);
-  }
-
-  // A damaged word anywhere (a huge length, count or tag) never makes the reader fault.
-  for (size_t at = 4; at < whole.size(); ++at) {
-    std::string damaged = whole;
-    damaged[at] = static_cast<char>(0xFF);
-    path = temp_path("damaged.actb");
-    write_file(path, damaged);
-    list = nullptr;
-    EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 1);
-    EXPECT_LE(count_actions(list), 2);
-    free_actions(list);
-  }
+  // A file shorter than its header word is refused; other cuts and damaged words are the
+  // binary action fuzzer's.
+  path = temp_path("prefix.actb");
+  write_file(path, sample_binary(false).substr(0, 3));
+  list = nullptr;
+  EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 0);
+  EXPECT_EQ(list, nullptr);
 }
 
 TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {

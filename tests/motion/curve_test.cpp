@@ -219,7 +219,23 @@ TEST(CurveEvaluate, CloseKeysAndSplines) {
   // Hermite gives p1 / 2 + m0 / 8.
   curve_set_in_tangent(s1, 1, 1, 0);
   EXPECT_NEAR(curve_evaluate(s1, 0.5f), 0.5f + 0.125f, 1e-5);
-  for (Curve* c : {close, s1, s2}) curve_free(c);
+
+  // Slopes are per unit of time, so over a key interval of 0.5 they enter the Hermite halved:
+  // slope 2 out of (0, 0), flat into (0.5, 1); at t = 0.25 (s = 0.5) the value is
+  // 1/2 + (2 * 0.5) / 8 = 0.625 (unscaled it would be 0.75).
+  Curve* half = make_curve(CURVE_SPLINE1D, {{0, 0}, {0.5f, 1}});
+  curve_set_out_tangent(half, 0, 1, 2);
+  curve_set_in_tangent(half, 1, 1, 0);
+  EXPECT_NEAR(curve_evaluate(half, 0.25f), 0.625f, 1e-5);
+
+  // spline2d solves its time Hermite: flat time tangents make x(p) = 3p^2 - 2p^3, which is
+  // 0.15625 at p = 0.25; value tangents of 1 make the value Hermite v(p) = p. So t = 0.15625
+  // gives 0.25, where taking p = s would give 0.15625.
+  CurvePoints* k = s2->points;
+  k->out_x[0] = k->in_x[1] = 0;
+  k->out_y[0] = k->in_y[1] = 1;
+  EXPECT_NEAR(curve_evaluate(s2, 0.15625f), 0.25f, 2e-4);
+  for (Curve* c : {close, s1, s2, half}) curve_free(c);
 }
 
 TEST(CurveEdit, InsertKeys) {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "agent/agent.h"
@@ -17,9 +18,15 @@ namespace {
 class ExporterTest : public testing::Test {
  protected:
   void SetUp() override {
+    // The scene's directory is the current directory: agents record their agent file relative
+    // to it, and the exporter names it absolute again.
+    saved_directory_ = std::filesystem::current_path();
+    std::filesystem::create_directories(std::filesystem::path(testing::TempDir()) / "scene");
+    std::filesystem::current_path(std::filesystem::path(testing::TempDir()) / "scene");
+    scene_ = std::filesystem::current_path().string();
     man_ = new_agent_type("man");
-    man_->cdl_file = strdup("agents/man.cdl");
-    man_->cdl_directory = strdup("/proj");
+    man_->cdl_file = strdup((scene_ + "/agents/man.cdl").c_str());
+    man_->cdl_directory = strdup((scene_ + "/agents").c_str());
     man_->bounding_box_tolerance = 0.5f;
     new_segment(man_, "root");
     new_userVar(man_, "speed")->value = 1.5f;
@@ -44,6 +51,7 @@ class ExporterTest : public testing::Test {
   void TearDown() override {
     while (root_agent) delete_agent_instance(root_agent);
     woman_->cloth_nodes = nullptr;
+    std::filesystem::current_path(saved_directory_);
   }
   static Agent* make(Agent* type, const char* name, int id) {
     Agent* agent = new_agent_instance(type);
@@ -71,6 +79,8 @@ class ExporterTest : public testing::Test {
            "    visible   on\n" + "end instance\n\n";
   }
 
+  std::filesystem::path saved_directory_;
+  std::string scene_;
   Agent* man_ = nullptr;
   Agent* woman_ = nullptr;
   int cloth_marker_ = 0;
@@ -82,8 +92,9 @@ TEST_F(ExporterTest, TwoAgentSceneUnpackaged) {
   render.sim_dir[0] = const_cast<char*>("/sim/out");
   render.cloth_dir[0] = const_cast<char*>("/cloth");
   render.hair_dir[0] = const_cast<char*>("/hair");  // set, but neither agent carries hair
+  EXPECT_STREQ(root_agent->cdl_path, "agents/man.cdl");
   std::string expected =
-      block("man.1", 1, "/proj/agents/man.cdl /sim/out/frame.7.apf.gz 7 speed 2",
+      block("man.1", 1, scene_ + "/agents/man.cdl /sim/out/frame.7.apf.gz 7 speed 2",
             "0.500000 1.500000 2.500000", "1.500000 2.500000 3.500000") +
       block("woman.3", 3, "/abs/woman.cdl /sim/out/frame.7.apf.gz 7 cloth_path /cloth",
             "10.000000 0.000000 0.000000", "10.000000 1.750000 0.000000");
@@ -93,7 +104,17 @@ TEST_F(ExporterTest, TwoAgentSceneUnpackaged) {
   render.output_kind = 2;
   render.sim_dir[1] = const_cast<char*>("/alt/");
   char* words = export_parameter_string(root_agent, &render, 8, 0);
-  EXPECT_STREQ(words, "/proj/agents/man.cdl /alt/frame.8.apf 8 speed 2");
+  EXPECT_EQ(std::string(words), scene_ + "/agents/man.cdl /alt/frame.8.apf 8 speed 2");
+  std::free(words);
+  // A file named relative to the scene, or above it, keeps that relative path; the exporter
+  // names it from the scene's directory.
+  Agent* relative = new_agent_type("relative");
+  relative->cdl_file = strdup("../shared/walker.cdl");
+  Agent* walker = new_agent_instance(relative);
+  EXPECT_STREQ(walker->cdl_path, "../shared/walker.cdl");
+  words = export_parameter_string(walker, &render, 8, 0);
+  EXPECT_EQ(std::string(words).substr(0, std::string(words).find(' ')),
+            scene_ + "/../shared/walker.cdl");
   std::free(words);
 }
 

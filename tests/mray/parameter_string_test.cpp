@@ -168,14 +168,4 @@ TEST_F(ParameterString, PairArrayBeyondTheAllocatorsSizeIsNotAllocated) {
   EXPECT_EQ(args_.pairs, nullptr);
 }
 
-TEST_F(ParameterString, TextIsLeftUnchanged) {
-  std::string text = "a.cdl\tx.apf  7 \n k v";
-  const std::string before = text;
-  parse(text);
-  EXPECT_EQ(text, before);
-  EXPECT_EQ(args_.frame, 7);
-  ASSERT_EQ(args_.pair_count, 1);
-  EXPECT_STREQ(args_.pairs[0].string, "v");
-}
-
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +14,8 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "base/vecmath.h"
+#include "motion/playback.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
 
@@ -220,6 +223,61 @@ TEST_F(SimulationTest, CallbacksRunForActiveScaledAgentsInOrder) {
   resetAll();  // callbacks are per-run state
   nextFrame(0);
   EXPECT_EQ(calls.size(), 3u);
+}
+
+TEST_F(SimulationTest, ResetClearsPlaybacksVariablesPoseAndCachedMotion) {
+  new_userVar(type_, "speed")->value = 1.5f;
+  Agent* agent = make_agent("walker");
+  find_userVar(agent, "speed")->value = 9;
+  new_userVar(agent, "own")->value = 4;  // a variable the type does not have
+  agent->changed = 1;
+  agent->playbacks = static_cast<PlaybackSlot*>(std::calloc(
+      kPlaybackSlots * sizeof(PlaybackSlot) + kPlaybackSlots * kPlaybackDataFloats * sizeof(float),
+      1));
+  float* records = reinterpret_cast<float*>(agent->playbacks + kPlaybackSlots);
+  for (int i = 0; i < kPlaybackSlots; ++i)
+    agent->playbacks[i].data = records + i * kPlaybackDataFloats;
+  PlaybackSlot& slot = agent->playbacks[3];
+  slot.state = 1;
+  slot.phase = 0.4f;
+  slot.weight = 1;
+  slot.data[kPlaybackDataRate] = 2;
+  Segment* hand = findSegment(agent, "hand");
+  hand->rest_matrix[13] = 0.5f;
+  hand->channels[4] = 30;
+  hand->matrix[12] = 7;
+  agent->root_rates[3] = 2;
+  agent->motion[0] = 3;
+
+  resetAll();
+  EXPECT_FLOAT_EQ(find_userVar(agent, "speed")->value, 1.5f);
+  EXPECT_FLOAT_EQ(find_userVar(agent, "own")->value, 0.0f);
+  EXPECT_EQ(agent->changed, 0);
+  EXPECT_EQ(slot.state, 0u);
+  EXPECT_EQ(slot.phase, 0.0f);
+  EXPECT_EQ(slot.weight, 0.0f);
+  EXPECT_EQ(slot.data, records + 3 * kPlaybackDataFloats);
+  EXPECT_EQ(slot.data[kPlaybackDataRate], 0.0f);
+  EXPECT_EQ(hand->channels[4], 0.0f);
+  EXPECT_EQ(hand->matrix[12], 0.0f);
+  EXPECT_EQ(hand->matrix[13], 0.5f);
+  EXPECT_EQ(agent->root_rates[3], 0.0f);
+  EXPECT_EQ(agent->motion[0], 0.0f);
+}
+
+TEST_F(SimulationTest, RootIsRotatedXThenYThenZThenTranslatedWithoutScale) {
+  Agent* agent = make_agent("turning");
+  agent->scale = 2;
+  const float root[6] = {90, 90, 0, 1, 2, 3};
+  std::copy(root, root + 6, agent->root);
+  sim_build_root_matrix(agent);
+  // (0, 1, 0) turned a quarter about x lies on z; a quarter about y takes z onto x. Turned about
+  // y first it would stay on y and then go to z. Unscaled, then moved by (1, 2, 3).
+  const Vector up{0, 1, 0};
+  Vector moved = transformPoint(&up, agent->matrix);
+  EXPECT_NEAR(moved.x, 2, 1e-5f);
+  EXPECT_NEAR(moved.y, 2, 1e-5f);
+  EXPECT_NEAR(moved.z, 3, 1e-5f);
 }
 
 TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {

@@ -1,6 +1,8 @@
 // Loading action files onto an agent (".act" text, ".act.gz" compressed text, ".actb" binary),
 // the default brain node that plays a freshly loaded agent's first action, and the dispatch of
 // motion imports by file extension.
+#include "sim/action_loading.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
