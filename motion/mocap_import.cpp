@@ -122,7 +122,8 @@ int import_amc_action(Agent* agent, const char* path) {
     std::fputs("Please load an agent prior to loading an action file\n", stderr);
     return 0;
   }
-  std::unique_ptr<mocap::LinkedAmc> amc = mocap::load_linked_amc(path);
+  std::unique_ptr<mocap::LinkedAmc> amc =
+      mocap::load_linked_amc(path, type->cdl_file ? type->cdl_file : "");
   if (!amc) {
     std::fprintf(stderr, "AMC file %s could not be opened\n", path);
     return 0;

@@ -110,7 +110,7 @@ Segment* root_segment(Agent* agent) {
 
 }  // namespace
 
-std::string find_skeleton_for(const std::string& amc_path) {
+std::string find_skeleton_for(const std::string& amc_path, const std::string& agent_file) {
   namespace fs = std::filesystem;
   fs::path amc(amc_path);
   std::string name = amc.filename().string();
@@ -120,13 +120,14 @@ std::string find_skeleton_for(const std::string& amc_path) {
       break;
     }
   fs::path directory = amc.parent_path();
-  auto beside = [&](const std::string& stem) -> std::string {
+  auto beside_in = [](const fs::path& folder, const std::string& stem) -> std::string {
     for (const char* extension : {".asf", ".ASF"}) {
-      std::string candidate = (directory / (stem + extension)).string();
+      std::string candidate = (folder / (stem + extension)).string();
       if (exists(candidate)) return candidate;
     }
     return {};
   };
+  auto beside = [&](const std::string& stem) { return beside_in(directory, stem); };
   if (std::string found = beside(name); !found.empty()) return found;
   // The header line "#!OML:ASF <path>" names the skeleton as recorded, often on another
   // machine: its file name is looked for beside the AMC file.
@@ -144,14 +145,17 @@ std::string find_skeleton_for(const std::string& amc_path) {
     break;
   }
   size_t underscore = name.rfind('_');
-  if (underscore != std::string::npos && underscore > 0) return beside(name.substr(0, underscore));
-  return {};
+  if (underscore != std::string::npos && underscore > 0)
+    if (std::string found = beside(name.substr(0, underscore)); !found.empty()) return found;
+  if (agent_file.empty()) return {};
+  fs::path agent(agent_file);
+  return beside_in(agent.parent_path(), agent.stem().string());
 }
 
-std::unique_ptr<LinkedAmc> load_linked_amc(const char* path) {
+std::unique_ptr<LinkedAmc> load_linked_amc(const char* path, const std::string& agent_file) {
   auto amc = std::make_unique<LinkedAmc>();
   if (!read_amc(path, amc->clip)) return nullptr;
-  std::string skeleton_path = find_skeleton_for(path);
+  std::string skeleton_path = find_skeleton_for(path, agent_file);
   if (!skeleton_path.empty()) amc->has_skeleton = read_asf(skeleton_path.c_str(), amc->skeleton);
   const AmcClip& clip = amc->clip;
   amc->skeleton_bone.assign(clip.bone_names.size(), LinkedAmc::kUnusable);

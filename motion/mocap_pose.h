@@ -30,11 +30,12 @@ struct LinkedAmc {
 
 // The skeleton file that goes with an AMC file: beside it, with the same stem (walk.amc or
 // walk.amc.gz: walk.asf), then the file its "#!OML:ASF" header names, then the stem up to its
-// last '_' (02_01.amc: 02.asf); ".asf" or ".ASF". Empty when none exists.
-std::string find_skeleton_for(const std::string& amc_path);
+// last '_' (02_01.amc: 02.asf), then beside the agent file `agent_file` (may be empty) with its
+// stem (walker.cdl: walker.asf); ".asf" or ".ASF". Empty when none exists.
+std::string find_skeleton_for(const std::string& amc_path, const std::string& agent_file);
 
 // Reads an AMC file and the skeleton found for it; null when the AMC file cannot be opened.
-std::unique_ptr<LinkedAmc> load_linked_amc(const char* path);
+std::unique_ptr<LinkedAmc> load_linked_amc(const char* path, const std::string& agent_file);
 
 // Receives one channel value (channel 0..5: tx, ty, tz, rx, ry, rz; rotations in degrees).
 using ChannelSink = std::function<void(Segment* segment, int channel, float value)>;

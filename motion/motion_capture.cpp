@@ -24,6 +24,7 @@ namespace {
 // frame: the last few parsed files are kept, and checked against the file's size and time.
 struct CachedAmc {
   std::string path;
+  std::string agent_file;  // the skeleton may be found beside the agent file
   long long size;
   long long modified;
   std::shared_ptr<const mocap::LinkedAmc> amc;
@@ -33,7 +34,8 @@ constexpr size_t kCachedFiles = 8;
 std::mutex cache_mutex;
 std::vector<CachedAmc> cache;  // most recently used last
 
-std::shared_ptr<const mocap::LinkedAmc> cached_amc(const char* path) {
+std::shared_ptr<const mocap::LinkedAmc> cached_amc(const char* path,
+                                                   const std::string& agent_file) {
   struct stat info {};
   if (::stat(path, &info) != 0) return nullptr;
   const long long size = info.st_size;
@@ -41,7 +43,7 @@ std::shared_ptr<const mocap::LinkedAmc> cached_amc(const char* path) {
       static_cast<long long>(info.st_mtim.tv_sec) * 1000000000LL + info.st_mtim.tv_nsec;
   std::lock_guard<std::mutex> lock(cache_mutex);
   for (size_t i = 0; i < cache.size(); ++i) {
-    if (cache[i].path != path) continue;
+    if (cache[i].path != path || cache[i].agent_file != agent_file) continue;
     if (cache[i].size == size && cache[i].modified == modified) {
       CachedAmc hit = std::move(cache[i]);
       cache.erase(cache.begin() + static_cast<long>(i));
@@ -51,10 +53,10 @@ std::shared_ptr<const mocap::LinkedAmc> cached_amc(const char* path) {
     cache.erase(cache.begin() + static_cast<long>(i));
     break;
   }
-  std::shared_ptr<const mocap::LinkedAmc> amc = mocap::load_linked_amc(path);
+  std::shared_ptr<const mocap::LinkedAmc> amc = mocap::load_linked_amc(path, agent_file);
   if (!amc) return nullptr;
   if (cache.size() >= kCachedFiles) cache.erase(cache.begin());
-  cache.push_back(CachedAmc{path, size, modified, amc});
+  cache.push_back(CachedAmc{path, agent_file, size, modified, amc});
   return amc;
 }
 
@@ -69,7 +71,9 @@ void amc_cache_clear() {
 
 extern "C" int amc_read_frame(Agent* agent, const char* path, int frame) {
   if (!agent || !path) return 0;
-  std::shared_ptr<const hordera::mocap::LinkedAmc> amc = hordera::cached_amc(path);
+  Agent* type = agent_type_of(agent);
+  std::shared_ptr<const hordera::mocap::LinkedAmc> amc =
+      hordera::cached_amc(path, type && type->cdl_file ? type->cdl_file : "");
   if (!amc) {
     std::fprintf(stderr, "AMC file %s could not be opened\n", path);
     return 0;

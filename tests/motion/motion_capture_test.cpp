@@ -247,6 +247,16 @@ TEST(AmcReadFrame, PosesTheWalkAsTheSkeletonAndClipSay) {
   EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 344), 0);
   EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 343), 1);
   EXPECT_NE(findSegment(walker, "ltibia")->channels[3], before);
+  // A clip whose name says nothing of its skeleton finds it beside the agent file.
+  std::string types = temp_dir("types");
+  fs::copy_file(data_dir() + "/12.asf", types + "walker.asf", fs::copy_options::overwrite_existing);
+  fs::copy_file(data_dir() + "/02_01.amc", dir + "take.amc", fs::copy_options::overwrite_existing);
+  Agent* typed = new_agent_instance(make_walker("typed"));
+  typed->type->cdl_file = strdup((types + "walker.cdl").c_str());
+  ASSERT_EQ(amc_read_frame(typed, (dir + "take.amc").c_str(), 100), 1);
+  expect_pose(typed, kFrame100, "skeleton beside the agent file");
+  delete_agent_instance(typed);
+
   testing::internal::CaptureStderr();
   EXPECT_EQ(amc_read_frame(walker, (dir + "absent.amc").c_str(), 1), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
