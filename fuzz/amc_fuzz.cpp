@@ -1,6 +1,7 @@
 // Fuzzes the AMC reader with its skeleton: the input is an AMC file beside a fixed two-bone
 // skeleton of the same stem; frames 1 and 2 are read into an agent and the whole clip is
-// imported as an action.
+// imported as an action. Then the same without a skeleton (unless the input's header names
+// the fixed one).
 #include <cstdint>
 #include <string>
 
@@ -29,6 +30,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   amc_read_frame(agent, path.c_str(), 1);
   amc_read_frame(agent, path.c_str(), 2);
   hordera::import_amc_action(agent, path.c_str());
+  fuzz::reset_mocap_agent();
+  // The same clip without a skeleton of its name beside it.
+  std::string lone = fuzz::write_input(data, size, "lone.amc");
+  amc_read_frame(agent, lone.c_str(), 1);
+  hordera::import_amc_action(agent, lone.c_str());
   fuzz::reset_mocap_agent();
   return 0;
 }

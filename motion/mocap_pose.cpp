@@ -9,6 +9,7 @@
 // factor) into the scene's unit.
 #include "motion/mocap_pose.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -208,7 +209,7 @@ void amc_frame_channels(const LinkedAmc& amc, int frame_index, Agent* agent,
   for (const AmcSample& sample : clip.frames[frame_index].samples) {
     int bone = amc.skeleton_bone[sample.bone];
     if (bone == LinkedAmc::kUnusable) continue;
-    const float* values = &clip.values[sample.first];
+    const float* values = clip.values.data() + sample.first;  // a line may hold no values
     bool root = bone == LinkedAmc::kRootBone;
     Segment* segment =
         root ? root_segment(agent) : findSegment(agent, clip.bone_names[sample.bone].c_str());
@@ -217,9 +218,11 @@ void amc_frame_channels(const LinkedAmc& amc, int frame_index, Agent* agent,
       // Without a skeleton the root takes the Acclaim root order, and any other bone's values
       // go to the segment's free channels in the segment's own order.
       if (root) {
-        float zero[3] = {0, 0, 0};
-        sink_bone(segment, {TX, TY, TZ, RX, RY, RZ}, values, zero, order_of_axes("XYZ"),
-                  angle_factor, 1.0f, true, sink);
+        const float zero[3] = {0, 0, 0};
+        std::vector<Channel> order = {TX, TY, TZ, RX, RY, RZ};
+        order.resize(std::min<size_t>(order.size(), sample.count));
+        sink_bone(segment, order, values, zero, order_of_axes("XYZ"), angle_factor, 1.0f, true,
+                  sink);
         continue;
       }
       int entries[6];
@@ -253,7 +256,7 @@ void amc_frame_channels(const LinkedAmc& amc, int frame_index, Agent* agent,
 void bvh_frame_channels(const BvhClip& clip, uint32_t frame, Agent* agent,
                         const ChannelSink& sink) {
   if (!agent || frame >= clip.frame_count) return;
-  const float* row = &clip.values[static_cast<size_t>(frame) * clip.channel_count];
+  const float* row = clip.values.data() + static_cast<size_t>(frame) * clip.channel_count;
   const float zero[3] = {0, 0, 0};
   for (const BvhJoint& joint : clip.joints) {
     if (joint.channels.empty()) continue;
