@@ -1,6 +1,6 @@
 // Loading action files onto an agent (".act" text, ".act.gz" compressed text, ".actb" binary),
 // the default brain node that plays a freshly loaded agent's first action, and the dispatch of
-// motion imports (AMC, BVH, action files) by file extension.
+// motion imports by file extension.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
