@@ -303,6 +303,7 @@ struct HairNode {
   // output draws it as a hair object.
   struct Mesh* mesh;
   Vector* previous_points;  // mesh->point_count points of the previous frame (motion blur), or null
+  void* guides;  // the guide curves the hair cache loader read for the frame, owned by it, or null
 };
 
 // Spring kinds.

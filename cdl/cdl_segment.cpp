@@ -13,11 +13,6 @@
 #include "motion/action.h"
 #include "motion/curve.h"
 
-extern "C" {
-// 1.0, an action's own default rate, until a motion-capture import sets another.
-float amc_sample_rate = 1.0f;
-}
-
 namespace hordera::cdl {
 
 namespace {

@@ -1,6 +1,7 @@
-// `hordera info AGENT.cdl`: a readable summary of one agent type for its author: the skeleton
-// as a tree, geometry with its meshes, weights and blend shapes, materials, variables, brain
-// nodes, actions, render passes, and every warning the engine printed while reading it.
+// `hordera info AGENT.cdl [--import CLIP]...`: a readable summary of one agent type for its
+// author: the skeleton as a tree, geometry with its meshes, weights and blend shapes, cloth and
+// hair pieces, materials, variables, brain nodes, actions (and clips imported for the look, with
+// their length), render passes, and every warning the engine printed while reading it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -181,6 +182,45 @@ void print_geometry(Agent* type) {
   }
 }
 
+void print_cloth_and_hair(Agent* type) {
+  int count = 0;
+  for (ClothNode* c = type->cloth_nodes; c != nullptr; c = c->next) ++count;
+  std::printf("cloth: %d\n", count);
+  int position = 0;
+  for (ClothNode* c = type->cloth_nodes; c != nullptr; c = c->next, ++position) {
+    // Unnamed pieces are called "cloth<position>" in cache file names.
+    std::printf("  %s", c->name != nullptr && c->name[0] != '\0'
+                            ? c->name
+                            : ("cloth" + std::to_string(position)).c_str());
+    if (c->geo != nullptr)
+      std::printf(": mesh %s", c->geo);
+    else
+      std::printf(": grid %d x %d points, %g x %g", c->grid_columns, c->grid_rows, c->grid_width,
+                  c->grid_height);
+    if (c->material >= 0) std::printf(", material %d", c->material);
+    if (c->attach_name != nullptr) std::printf(", attached to %s", c->attach_name);
+    if (c->selector != nullptr)
+      std::printf(", alternative of selector %s", text_or(c->selector->name, "(unnamed)"));
+    std::printf("%s\n", c->disabled ? ", disabled" : "");
+  }
+  count = 0;
+  for (HairNode* h = type->hair_nodes; h != nullptr; h = h->next) ++count;
+  std::printf("hair: %d\n", count);
+  position = 0;
+  for (HairNode* h = type->hair_nodes; h != nullptr; h = h->next, ++position) {
+    std::printf("  %s: radius %g at the root, %g at the tip, density %g",
+                h->name != nullptr && h->name[0] != '\0'
+                    ? h->name
+                    : ("hair" + std::to_string(position)).c_str(),
+                h->root_radius, h->tip_radius, h->density);
+    if (h->vertices_number >= 2) std::printf(", %d vertices per strand", h->vertices_number);
+    if (h->clump_ratio != 0) std::printf(", clumping %g (rate %g)", h->clump_ratio, h->clump_rate);
+    if (h->material >= 0) std::printf(", material %d", h->material);
+    if (h->attach_name != nullptr) std::printf(", attached to %s", h->attach_name);
+    std::printf("%s\n", h->disabled ? ", disabled" : "");
+  }
+}
+
 void print_colour(const char* label, const MaterialColour& c) {
   std::printf(" %s %s(%g %g %g)", label, c.model == COLOUR_MODEL_HSV ? "hsv" : "rgb", c.value[0],
               c.value[1], c.value[2]);
@@ -234,10 +274,19 @@ void print_brain(Agent* type) {
   std::printf("%s\n", total > 0 ? ")" : "");
 }
 
+// The most keys any curve of the action has: an imported clip's length in frames.
+int action_length(const Action* action) {
+  int keys = 0;
+  for (Curve* c = action->curves; c != nullptr; c = c->next)
+    if (c->points != nullptr) keys = std::max(keys, c->points->count);
+  return keys;
+}
+
 void print_action(const Action* action, const char* label) {
   int curves = 0;
   for (Curve* c = action->curves; c != nullptr; c = c->next) ++curves;
-  std::printf("  %s%s: %d curves\n", label, text_or(action->name, "(unnamed)"), curves);
+  std::printf("  %s%s: %d curves, rate %g\n", label, text_or(action->name, "(unnamed)"), curves,
+              action->rate);
   for (Curve* c = action->curves; c != nullptr; c = c->next)
     std::printf("    %s: %d keys\n",
                 text_or(c->points ? c->points->channel : nullptr, "(no channel)"),
@@ -270,7 +319,7 @@ void print_render_passes(Agent* type) {
   }
 }
 
-int run_info(const std::string& path) {
+int run_info(const std::string& path, const std::vector<std::string>& clips) {
   if (access(path.c_str(), R_OK) != 0) {
     std::fprintf(stderr, "hordera info: cannot open \"%s\": %s\n", path.c_str(),
                  std::strerror(errno));
@@ -281,6 +330,30 @@ int run_info(const std::string& path) {
     type = load_agent_type(path.c_str());
     if (type != nullptr) agent_load_geometry(type);
   });
+  // Clips to import onto the type, each reported with its length (or why it failed).
+  std::vector<std::string> imported;
+  for (const std::string& clip : clips) {
+    if (type == nullptr) break;
+    const Action* last = type->actions;
+    while (last != nullptr && last->next != nullptr) last = last->next;
+    int done = 0;
+    std::string said =
+        capture_engine_messages([&] { done = agent_import_action(type, clip.c_str()); });
+    const Action* added = last != nullptr ? last->next : type->actions;
+    std::string entry = done && added != nullptr
+                            ? clip + ": action " + text_or(added->name, "(unnamed)") + ", " +
+                                  std::to_string(action_length(added)) + " frames"
+                            : clip + ": not imported";
+    // The "importing" line is the command's own echo; the rest are the clip's warnings.
+    if (said.rfind("importing ", 0) == 0) said.erase(0, said.find('\n') + 1);
+    for (size_t start = 0; start < said.size();) {
+      size_t end = said.find('\n', start);
+      if (end == std::string::npos) end = said.size();
+      entry += "\n    " + said.substr(start, end - start);
+      start = end + 1;
+    }
+    imported.push_back(entry);
+  }
   if (type == nullptr) {
     std::fputs(messages.c_str(), stderr);
     std::fprintf(stderr, "hordera info: \"%s\" holds no agent type that could be read\n",
@@ -292,10 +365,15 @@ int run_info(const std::string& path) {
   if (type->version_text != nullptr) std::printf("version %s\n", type->version_text);
   print_segments(type);
   print_geometry(type);
+  print_cloth_and_hair(type);
   print_materials(type);
   print_variables(type);
   print_brain(type);
   print_actions(type);
+  if (!clips.empty()) {
+    std::printf("imported clips: %zu\n", clips.size());
+    for (const std::string& line : imported) std::printf("  %s\n", line.c_str());
+  }
   print_render_passes(type);
   if (messages.empty()) {
     std::printf("warnings: none\n");
@@ -317,9 +395,14 @@ int run_info(const std::string& path) {
 void add_info_command(CLI::App& app) {
   CLI::App* command = app.add_subcommand(
       "info",
-      "Summarise an agent file: skeleton, geometry, weights, blend shapes, materials, "
-      "variables, brain, actions, render passes and the reader's warnings.");
+      "Summarise an agent file: skeleton, geometry, weights, blend shapes, cloth, hair, "
+      "materials, variables, brain, actions, imported clips, render passes and the reader's "
+      "warnings.");
   auto path = std::make_shared<std::string>();
+  auto clips = std::make_shared<std::vector<std::string>>();
   command->add_option("agent", *path, "the agent file (.cdl)")->required();
-  command->callback([path] { command_exit_status = run_info(*path); });
+  command->add_option("--import", *clips,
+                      "motion clips (.amc, .amc.gz, .bvh, .act, .actb) to import onto the agent "
+                      "type first; each is listed with its length");
+  command->callback([path, clips] { command_exit_status = run_info(*path, *clips); });
 }

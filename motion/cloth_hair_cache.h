@@ -23,3 +23,10 @@ int hair_load_frame(Agent* agent, HairNode* hair, const char* directory, int fra
 int hair_build_render_geometry(Agent* agent, HairNode* hair);
 
 }  // extern "C"
+
+namespace hordera {
+// Frees what the loaders gave a piece (render mesh, previous points, guide curves) and clears
+// the fields.
+void cloth_release(ClothNode* cloth);
+void hair_release(HairNode* hair);
+}  // namespace hordera

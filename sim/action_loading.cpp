@@ -11,6 +11,7 @@
 #include "agent/agent.h"
 #include "base/stream.h"
 #include "motion/action.h"
+#include "motion/motion_capture.h"
 #include "motion/playback.h"
 #include "sim/brain.h"
 
@@ -65,6 +66,15 @@ int load_text_actions(const char* path, bool compressed, Agent* type, Action** l
   return 1;
 }
 
+// Once actions were added: the default brain node, the playback table and kickoffs, and the
+// outputs bound again (curves may have brought new channels, user variables).
+void after_actions_added(Agent* agent, Agent* type) {
+  add_default_brain_node(type);
+  create_playbacks(agent);
+  create_kickoffs(agent);
+  compileOutputs(agent);
+}
+
 }  // namespace
 
 extern "C" {
@@ -89,11 +99,7 @@ int load_action_file(Agent* agent, const char* path) {
   } else if (!load_text_actions(path, compressed, type, &type->actions)) {
     return 0;
   }
-  add_default_brain_node(type);
-  create_playbacks(agent);
-  create_kickoffs(agent);
-  // Curves may have brought new channels (user variables): bind the outputs again.
-  compileOutputs(agent);
+  after_actions_added(agent, type);
   return 1;
 }
 
@@ -101,19 +107,15 @@ int agent_import_action(Agent* agent, const char* path) {
   if (!path) return 0;
   std::fprintf(stderr, "importing %s\n", path);
   std::string_view name = path;
-  if (ends_with(name, ".amc") || ends_with(name, ".AMC")) {
-    if (FILE* file = std::fopen(path, "rb")) {
-      std::fclose(file);
-    } else {
-      std::fprintf(stderr, "AMC file %s could not be opened\n", path);
-      return 0;
-    }
-    std::fprintf(stderr, "%s: motion-capture (AMC) import is not supported yet\n", path);
-    return 0;
+  if (ends_with(name, ".amc") || ends_with(name, ".AMC") || ends_with(name, ".amc.gz")) {
+    if (!hordera::import_amc_action(agent, path)) return 0;
+    after_actions_added(agent, agent_type_of(agent));
+    return 1;
   }
   if (ends_with(name, ".bvh") || ends_with(name, ".BVH")) {
-    std::fprintf(stderr, "%s: motion-capture (BVH) import is not supported yet\n", path);
-    return 0;
+    if (!hordera::import_bvh_action(agent, path)) return 0;
+    after_actions_added(agent, agent_type_of(agent));
+    return 1;
   }
   if (ends_with(name, ".act") || ends_with(name, ".actb") || ends_with(name, ".act.gz"))
     return load_action_file(agent, path);

@@ -27,10 +27,10 @@ void write_file(const std::string& path, const std::string& text) {
   std::ofstream(path) << text;
 }
 
-CommandRun run_info(const std::string& argument) {
+CommandRun run_info(const std::string& argument, const std::string& options = "") {
   const std::string dir = testing::TempDir();
-  const std::string command = std::string(HORDERA_COMMAND_PATH) + " info '" + argument + "' >" +
-                              dir + "info.out 2>" + dir + "info.err";
+  const std::string command = std::string(HORDERA_COMMAND_PATH) + " info '" + argument + "' " +
+                              options + " >" + dir + "info.out 2>" + dir + "info.err";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(dir + "info.out"),
           read_file(dir + "info.err")};
@@ -95,6 +95,36 @@ TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
   EXPECT_NE(std::string::npos, run.out.find("\n" + std::string(2 + 64, ' ') + "s32  order"));
   EXPECT_NE(std::string::npos, run.out.find(std::string(2 + 64, ' ') + "[depth 2999] s2999  "));
   EXPECT_LT(run.out.find("s2998  "), run.out.find("s2999  "));
+}
+
+TEST(InfoCommand, ListsClothAndHairPiecesAndImportedClipLengths) {
+  const std::string dir = testing::TempDir();
+  write_file(dir + "dressed.cdl",
+             "object dressed\n"
+             "segment hips\n"
+             "cloth cape\ngrid 3 2 1 0.5\nmaterial 1\n"
+             "cloth\ngeo skirt.obj\n"
+             "hair mane\nroot_radius 0.1\ntip_radius 0.01\ndensity 4\nvertices_number 5\n"
+             "end object\n");
+  write_file(dir + "sway.bvh",
+             "HIERARCHY\nROOT hips\n{\n OFFSET 0 0 0\n CHANNELS 1 Zrotation\n}\n"
+             "MOTION\nFrames: 3\nFrame Time: 0.04\n0\n10\n20\n");
+  const CommandRun run = run_info(dir + "dressed.cdl",
+                                  "--import '" + dir + "sway.bvh' --import '" + dir + "gone.amc'");
+  ASSERT_EQ(0, run.status) << run.err;
+  const std::string& out = run.out;
+  EXPECT_NE(std::string::npos, out.find("cloth: 2\n  cape: grid 3 x 2 points, 1 x 0.5, material 1\n"
+                                        "  cloth1: mesh skirt.obj\n"))
+      << out;
+  EXPECT_NE(std::string::npos,
+            out.find("hair: 1\n  mane: radius 0.1 at the root, 0.01 at the tip, density 4, 5 "
+                     "vertices per strand\n"))
+      << out;
+  EXPECT_NE(
+      std::string::npos,
+      out.find("imported clips: 2\n  " + dir + "sway.bvh: action sway, 3 frames\n  " + dir +
+               "gone.amc: not imported\n    AMC file " + dir + "gone.amc could not be opened\n"))
+      << out;
 }
 
 TEST(InfoCommand, RefusesMissingAndWronglyNamedFilesNamingThem) {
