@@ -18,6 +18,7 @@
 
 #include "agent/agent.h"
 #include "sim/brain.h"
+#include "sim/brain_sensing.h"
 #include "sim/channels.h"
 #include "sim/simulation.h"
 
@@ -279,15 +280,22 @@ class Evaluation {
     s.evaluated = true;
   }
 
-  // Inputs read their channel (or their manual value, or the node feeding them) and normalise
-  // it by their range: range[0] reads 0, range[1] reads 1.
+  // Inputs read their channel (a sensed value of the agent's surroundings, else a simulation
+  // channel), or their manual value, or the node feeding them, and normalise it by their range:
+  // range[0] reads 0, range[1] reads 1.
   double input_value(BrainNode* node) {
     double raw = 0;
     if (node->keyword_flags & kFlagManual) {
       raw = node->value;
     } else if (node->channel != nullptr && node->channel[0] != '\0') {
       int kind = SIM_RESULT_NONE;
-      raw = getSimValueF(node->channel, 0, &kind);
+      float sensed = 0;
+      if (brain_sense(agent_, node->channel, &sensed)) {
+        raw = sensed;
+        kind = SIM_RESULT_SENSED;
+      } else {
+        raw = getSimValueF(node->channel, 0, &kind);
+      }
       if (kind == SIM_RESULT_NONE)
         report(type_, node,
                std::string("channel \"") + node->channel + "\" is unknown; it reads 0");
