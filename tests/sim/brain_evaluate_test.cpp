@@ -28,7 +28,7 @@ class BrainEvaluateTest : public testing::Test {
     for (const char* name : {"in", "in2", "out"}) new_userVar(type_, name);
   }
   void TearDown() override {
-    if (agent_ != nullptr) delete_agent_instance(agent_);
+    if (agent_ != nullptr) sim_delete_agent(agent_);
     brain_reset_state();
     simTime = 0;
   }
