@@ -63,7 +63,7 @@ std::vector<BrainBlock> steering_brain() {
           "integrate velocity", "defuzz"});
   }
   int heading = node("input", "heading", {"channel steer.heading", "range -180 180"});
-  node("output", "turn", {inputs({heading}), "channel ry", "range -180 180", "filter"});
+  node("output", "turn", {inputs({heading}), "channel ry", "range -180 180", "filter", "wrap"});
   int speed = node("input", "speed", {"channel steer.speed", "range 0 1"});
   int moving =
       node("fuzz", "moving", {inputs({speed}), "s inference 0.15 0.35", "linear interpolation"});

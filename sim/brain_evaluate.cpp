@@ -535,12 +535,23 @@ class Evaluation {
     double value = lo + y * (hi - lo);
     bool idle = !sources.empty() && total <= 0;
     if ((node->keyword_flags & kFlagLatch) && idle && s.has_output) value = s.output;
+    // A wrapping output that is not integrated (a heading) filters and limits its rate the short
+    // way round its range: from 170 to -170 over -180..180 is a change of 20, not of -340.
+    double low = std::min(lo, hi), high = std::max(lo, hi), period = high - low;
+    bool wraps = node->wrap && period > 0 && std::isfinite(period);
+    bool wraps_value = wraps && node->integrate != 2 && node->integrate != 3;
+    double change = s.has_output ? value - s.output : 0;
+    if (wraps_value && std::isfinite(change)) change = std::remainder(change, period);
     if ((node->keyword_flags & kFlagFilter) && s.has_output)
-      value = s.output + (value - s.output) * kFilterShare;
+      value = s.output + change * kFilterShare;
+    else if (s.has_output)
+      value = s.output + change;
     if (node->rate > 0 && s.has_output) {
       double step = node->rate * frame_seconds();
       value = std::clamp(value, s.output - step, s.output + step);
     }
+    if (wraps_value && std::isfinite(value))
+      value = low + (value - low) - std::floor((value - low) / period) * period;
     if (!std::isfinite(value)) {
       report(type_, node, "value is not a number; the channel keeps its value");
       return s.output;
@@ -581,9 +592,7 @@ class Evaluation {
       s.velocity += delayed * frame_seconds();
       written = current + s.velocity * frame_seconds();
     }
-    double low = std::min(lo, hi), high = std::max(lo, hi);
-    if (node->wrap && high > low && std::isfinite(high - low))
-      written = low + (written - low) - std::floor((written - low) / (high - low)) * (high - low);
+    if (wraps) written = low + (written - low) - std::floor((written - low) / period) * period;
     if (node->limit) written = std::clamp(written, low, high);
     if (!std::isfinite(written)) {
       report(type_, node, "value is not a number; the channel keeps its value");

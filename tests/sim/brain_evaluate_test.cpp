@@ -217,6 +217,7 @@ TEST_F(BrainEvaluateTest, OutputsOverSeveralFrames) {
       {"limit", 110, {10, 10, 10}, {115, 120, 120}},
       {"latch", 0, {5, 0, 0}, {5, 5, 5}},  // nothing active: keeps its value
       {"plain", 0, {5, 0, 0}, {5, 0, 0}},
+      {"heading", 0, {9, 1, 1}, {9, 0, 0.5}},  // filtered the short way round 0..10
   };
   std::vector<BrainNode*> outputs;
   for (const Case& c : cases) {
@@ -240,6 +241,8 @@ TEST_F(BrainEvaluateTest, OutputsOverSeveralFrames) {
   outputs[5]->wrap = 1;
   outputs[6]->limit = 1;
   outputs[7]->keyword_flags |= BRAIN_KEYWORD_LATCH;
+  outputs[9]->keyword_flags |= BRAIN_KEYWORD_FILTER;
+  outputs[9]->wrap = 1;
   finish();
   for (const Case& c : cases) {
     brain_reset_state();
