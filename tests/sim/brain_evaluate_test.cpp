@@ -300,7 +300,7 @@ TEST_F(BrainEvaluateTest, TimersAndNoise) {
   EXPECT_LT(std::fabs(slow_at_six - slow_at_five), 0.2f);
 }
 
-TEST_F(BrainEvaluateTest, OrderFollowsTheGraphNotTheFile) {
+TEST_F(BrainEvaluateTest, OrderFollowsTheGraphAndMacrosGiveTheirPorts) {
   // The output comes first in the file and the input last: the first frame already sees the
   // input's value.
   BrainNode* out = output({});
@@ -310,9 +310,28 @@ TEST_F(BrainEvaluateTest, OrderFollowsTheGraphNotTheFile) {
   out->inputs[0] = rule;
   brain_resize_inputs(rule, 1);
   rule->inputs[0] = in;
+  // A macro: its "io" member reads the macro's input, its "output" member is the macro's value.
+  BrainNode* macro = add(BRAIN_MACRO, "macro", {in});
+  BrainNode* port_in = add(BRAIN_FUZZ, "port_in");
+  brain_set_inference(port_in, INFERENCE_S);
+  port_in->points[0] = 0;
+  port_in->points[1] = 1;
+  port_in->interpolation = 1;
+  port_in->keyword_flags |= BRAIN_KEYWORD_IO;
+  BrainNode* port_out = add(BRAIN_AND, "port_out", {port_in});
+  port_out->weight = 0.5f;
+  port_out->keyword_flags |= BRAIN_KEYWORD_OUTPUT;
+  port_in->owner_macro = port_out->owner_macro = macro;
+  brain_rebuild_macros(type_);
+  new_userVar(type_, "from_macro");
+  output({macro}, 0, 1, "from_macro");
+  BrainNode* off = add(BRAIN_AND, "off", {in});
+  off->disabled = 1;
   finish();
   set("in", 4);
   EXPECT_FLOAT_EQ(step(), 0.4f);
+  EXPECT_FLOAT_EQ(get("from_macro"), 0.2f);
+  EXPECT_EQ(brain_node_value(agent_, off), 0.0f);
 }
 
 TEST_F(BrainEvaluateTest, BadBrainsGiveDefinedValuesAndOneMessageEach) {
