@@ -45,9 +45,8 @@ constexpr int kMaxDelayFrames = 10000;
 constexpr double kFilterShare = 0.5;
 
 struct NodeState {
-  double value = 0;        // this frame's value (the previous frame's until evaluated)
-  double crisp = 1;        // defuzz nodes: the value they stand for
-  bool evaluated = false;  // evaluated in the current frame
+  double value = 0;  // this frame's value (the previous frame's until evaluated)
+  double crisp = 1;  // defuzz nodes: the value they stand for
   // Timers.
   int64_t elapsed = 0;  // frames counted
   double last_trigger = 0;
@@ -91,7 +90,7 @@ double to_float_range(double value) {
   return value;
 }
 
-// 32-bit mixing of a few integers into a value in [0, 1].
+// Four integers mixed (splitmix64 steps) into a value in [0, 1].
 double hash_unit(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
   uint64_t h = 0x9E3779B97F4A7C15ull;
   for (uint32_t word : {a, b, c, d}) {
@@ -114,7 +113,6 @@ class Evaluation {
   void run() {
     collect_nodes();
     if (nodes_.empty()) return;
-    for (BrainNode* node : nodes_) state_.nodes[node].evaluated = false;
     for (BrainNode* node : evaluation_order()) evaluate(node);
   }
 
@@ -277,7 +275,6 @@ class Evaluation {
     }
     if (!std::isfinite(value)) value = 0;
     s.value = value;
-    s.evaluated = true;
   }
 
   // Inputs read their channel (a sensed value of the agent's surroundings, else a simulation
