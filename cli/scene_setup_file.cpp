@@ -109,7 +109,7 @@ SceneSetup read_scene_setup(const std::string& path) {
       uint32_t seed = 0;
       while (good && words >> word) {
         if (word == "count") {
-          good = static_cast<bool>(words >> count) && count >= 0 && count <= 1000000;
+          good = static_cast<bool>(words >> count) && count >= 0 && count <= 100000;
         } else if (word == "spacing") {
           good = finite_number(words, &spacing);
         } else if (word == "origin") {
