@@ -125,13 +125,17 @@ void advance(PlaybackSlot& slot, double seconds) {
     if (phase < start && rate < 0) phase = end - std::fmod(start - phase, end - start);
   } else if (end + 1 - start > 0 && start < 1 && end >= 0) {
     // The loop runs from its start through the end of the cycle into the next one up to its end.
-    if (phase >= 1) {
-      phase -= 1;
+    if (phase >= 1 || phase < 0) {
+      phase -= std::floor(phase);
       slot.data[kPlaybackDataWrapped] = 1.0f;
     }
     if (slot.data[kPlaybackDataWrapped] != 0 && phase >= end) {
-      phase = start + (phase - end);
+      phase = start + std::fmod(phase - end, end + 1 - start);
       slot.data[kPlaybackDataWrapped] = 0.0f;
+      if (phase >= 1) {
+        phase -= 1;
+        slot.data[kPlaybackDataWrapped] = 1.0f;
+      }
     }
   } else {
     phase -= std::floor(phase);

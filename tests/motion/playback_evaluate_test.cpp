@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -187,6 +188,36 @@ TEST_F(PlaybackEvaluateTest, LoopsOneShotsLatchesTransitionsAndDefaults) {
   EXPECT_EQ(once->loop[1], 1);
   EXPECT_EQ(curve->points->value[2], 1);
   EXPECT_EQ(partial->points->value[1], 5);
+}
+
+TEST_F(PlaybackEvaluateTest, HostileActionsKeepChannelsFinite) {
+  const float nan = std::nanf(""), inf = INFINITY;
+  Action* wild = add_action("wild", nan);
+  wild->loop[0] = inf;
+  wild->loop[1] = nan;
+  add_curve(wild, "hip:tx", CURVE_LINEAR, {{0, nan}, {0.5f, inf}});
+  add_curve(wild, "transition", CURVE_CONSTANT, {{0, nan}});
+  add_curve(wild, "latch", CURVE_CONSTANT, {{0, nan}});
+  Action* fast = add_action("fast", 1e30f);
+  fast->loop[0] = 0.9f;
+  fast->loop[1] = 0.1f;
+  add_curve(fast, "hip:ty", CURVE_LINEAR, {{0, 1}, {1, 2}});
+  add_curve(fast, "nowhere:tz", CURVE_LINEAR, {{0, 1}});
+  new_userVar(type_, "wild");
+  new_userVar(type_, "fast");
+  make_agent();
+  trigger("wild", nan);  // not a number: counts as 0
+  trigger("fast", 1);
+  for (int frame = 0; frame < 10; ++frame) {
+    play(frame == 0);
+    if (frame == 3) trigger("wild", 1);
+    for (int i = 0; i < 6; ++i) EXPECT_TRUE(std::isfinite(agent_->segments->next->channels[i]));
+    for (int i = 0; i < kPlaybackSlots; ++i) {
+      EXPECT_GE(slot(i).phase, 0.0f);
+      EXPECT_LE(slot(i).phase, 1.0f);
+      EXPECT_TRUE(std::isfinite(slot(i).weight));
+    }
+  }
 }
 
 }  // namespace
