@@ -11,3 +11,7 @@ extern int command_exit_status;
 void add_inspect_command(CLI::App& app);
 // `hordera info AGENT.cdl`: summarises an agent file and the warnings its reading printed.
 void add_info_command(CLI::App& app);
+// `hordera simulate SCENE --frames A-B -o DIR`: runs brains and actions, one pose cache a frame.
+void add_simulate_command(CLI::App& app);
+// `hordera example DIR`: writes and simulates the sample crowd.
+void add_example_command(CLI::App& app);

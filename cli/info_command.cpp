@@ -23,6 +23,7 @@
 #include "cli/commands.h"
 #include "motion/action.h"
 #include "motion/curve.h"
+#include "sim/action_loading.h"
 #include "sim/brain.h"
 #include "sim/scene_setup.h"
 

@@ -17,6 +17,7 @@
 #include "agent/skeleton.h"
 #include "base/stream.h"
 #include "motion/action.h"
+#include "sim/action_loading.h"
 
 namespace {
 
