@@ -9,6 +9,7 @@
 #include "host/database.h"
 #include "host/locks.h"
 #include "host/messages.h"
+#include "host/scene_names.h"
 #include "host/shader_interface.h"
 
 namespace host {
@@ -26,7 +27,13 @@ void fill_parameters(const SceneInstance& instance, HorderaMrayParameters* block
 
 }  // namespace
 
-RenderSession::RenderSession(const Plugin& plugin) : plugin_(plugin) {}
+RenderSession::RenderSession(const Plugin& plugin) : plugin_(plugin) {
+  declare_base_shaders();
+}
+
+RenderSession::~RenderSession() {
+  clear_scene();
+}
 
 bool RenderSession::start(std::string* error) {
   // Renderer functions are exported by this executable, so its own handle is the module.

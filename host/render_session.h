@@ -31,7 +31,12 @@ struct RenderReport {
 
 class RenderSession {
  public:
+  // A session starts with a scene database that knows the base shaders' declarations, and
+  // gives back everything the database holds when it ends.
   explicit RenderSession(const Plugin& plugin);
+  ~RenderSession();
+  RenderSession(const RenderSession&) = delete;
+  RenderSession& operator=(const RenderSession&) = delete;
 
   // Hands the plug-in this process's module and checks its version; false with `*error` set
   // when the version does not match the crowd shader's declaration.
