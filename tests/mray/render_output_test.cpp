@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "agent/mesh.h"
+#include "host/memory.h"
 #include "host/messages.h"
 #include "host/plugin.h"
 #include "host/render_session.h"
@@ -328,6 +329,9 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     EXPECT_EQ(passless[0]->record.maxdisplace, 0.0f);
     EXPECT_EQ(passless[0]->groups.at(0).polygons.at(0).material, named("default_mtl"));
     testing::internal::GetCapturedStderr();
+    // Every name and table the plug-in took from renderer memory was handed over or given back.
+    for (const host::MemoryBlock& block : host::memory_in_use())
+      ADD_FAILURE() << "still held: " << block.file << ":" << block.line;
   });
 }
 
