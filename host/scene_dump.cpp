@@ -17,7 +17,9 @@ class DumpWriter {
     std::fprintf(out_, "%*s%s\n", depth * 2, "", text.c_str());
   }
 
+  // A number as "%.9g"; a negative zero (a negated zero normal component) reads as 0.
   static std::string number(double value) {
+    if (value == 0) value = 0;
     char text[32];
     std::snprintf(text, sizeof text, "%.9g", value);
     return text;
