@@ -12,6 +12,7 @@
 #include "base/bsd_random.h"
 #include "cdl/cdl.h"
 #include "motion/action.h"
+#include "sim/action_loading.h"
 #include "sim/scene_setup.h"
 #include "sim/simulation.h"
 
