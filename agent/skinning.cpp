@@ -161,7 +161,8 @@ void deform_node(Agent* agent, GeometryNode* node, const std::vector<float>& mat
     if (points != nullptr)
       std::memcpy(out->points, points, sizeof(Vector) * static_cast<size_t>(out->point_count));
   }
-  mesh_refresh(out, node->flip_normals);
+  // The deformed mesh only goes to the renderer: single precision is enough.
+  hordera::refresh_polygons_for_render(out, node->flip_normals);
 }
 
 }  // namespace
