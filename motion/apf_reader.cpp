@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
@@ -121,24 +120,92 @@ bool would_update(const Agent* agent, int create) {
 }
 
 // The scene's agents by name, so that each "BEGIN" line finds its agent at once: the first agent
-// of a name in list order, as a search of the list finds it. Built once per file read; agents
-// that its "#spawn" lines create are added as they come.
+// of a name in list order, as a search of the list finds it. Built once per file read, as one
+// open-addressed table of agents (no allocation per agent); agents that "#spawn" lines create
+// are added as they come.
 class AgentIndex {
  public:
   AgentIndex() {
+    size_t count = 0;
+    for (Agent* agent = root_agent; agent; agent = agent->next) ++count;
+    size_t slots = 16;
+    while (slots < count * 2) slots *= 2;
+    slots_.assign(slots, Slot{});
     for (Agent* agent = root_agent; agent; agent = agent->next) add(agent);
   }
   void add(Agent* agent) {
-    if (agent->name) agents_.emplace(std::string_view(agent->name), agent);
+    if (agent->name == nullptr) return;
+    if ((used_ + 1) * 2 > slots_.size()) grow();
+    insert(agent, hash(agent->name));
   }
   Agent* find(const char* name) const {
-    auto found = agents_.find(std::string_view(name));
-    return found == agents_.end() ? nullptr : found->second;
+    const uint64_t h = hash(name);
+    const size_t mask = slots_.size() - 1;
+    for (size_t i = h & mask;; i = (i + 1) & mask) {
+      const Slot& slot = slots_[i];
+      if (slot.agent == nullptr) return nullptr;
+      if (slot.hash == h && std::strcmp(slot.agent->name, name) == 0) return slot.agent;
+    }
   }
 
  private:
-  std::unordered_map<std::string_view, Agent*> agents_;
+  struct Slot {
+    uint64_t hash = 0;
+    Agent* agent = nullptr;
+  };
+
+  static uint64_t hash(const char* name) {
+    uint64_t h = 14695981039346656037ull;  // FNV-1a
+    for (const unsigned char* c = reinterpret_cast<const unsigned char*>(name); *c; ++c)
+      h = (h ^ *c) * 1099511628211ull;
+    return h;
+  }
+  // Keeps the first agent of a name: a later one of the same name is never found by name.
+  void insert(Agent* agent, uint64_t h) {
+    const size_t mask = slots_.size() - 1;
+    for (size_t i = h & mask;; i = (i + 1) & mask) {
+      Slot& slot = slots_[i];
+      if (slot.agent == nullptr) {
+        slot = {h, agent};
+        ++used_;
+        return;
+      }
+      if (slot.hash == h && std::strcmp(slot.agent->name, agent->name) == 0) return;
+    }
+  }
+  void grow() {
+    std::vector<Slot> old(slots_);
+    slots_.assign(old.size() * 2, Slot{});
+    used_ = 0;
+    for (const Slot& slot : old)
+      if (slot.agent) insert(slot.agent, slot.hash);
+  }
+
+  // The table's storage is kept from one read to the next: a fresh table of a large crowd would
+  // cost a page fault per few agents.
+  static std::vector<Slot>& storage() {
+    thread_local std::vector<Slot> slots;
+    return slots;
+  }
+
+  std::vector<Slot>& slots_ = storage();
+  size_t used_ = 0;
 };
+
+// The name of a "BEGIN <name>" line, as sscanf's "BEGIN %8191s" takes it: any white space after
+// the keyword, then the word up to the next white space. False when the line is no such line.
+bool begin_line_name(const char* line, char* name) {
+  if (std::strncmp(line, "BEGIN", 5) != 0) return false;
+  const char* c = line + 5;
+  while (std::isspace(static_cast<unsigned char>(*c))) ++c;
+  size_t length = 0;
+  while (c[length] && !std::isspace(static_cast<unsigned char>(c[length])) && length < 8191)
+    ++length;
+  if (length == 0) return false;
+  std::memcpy(name, c, length);
+  name[length] = '\0';
+  return true;
+}
 
 // An agent that a "#spawn" line created takes its position from its first block: the root
 // segment's world translation goes into entries 4, 5 and 6 of its simulation value table, which
@@ -178,7 +245,7 @@ extern "C" int apf_read(const char* directory, int frame, int create, int compre
   Agent* spawned_here = nullptr;  // the agent the last "#spawn" line created
   size_t position = 0;
   while (in.next_line(position, line, sizeof line)) {
-    if (std::strncmp(line, "BEGIN", 5) == 0 && std::sscanf(line, "BEGIN %8191s\n", name) == 1) {
+    if (begin_line_name(line, name)) {
       if (char* underscore = std::strrchr(name, '_')) *underscore = '.';
       Agent* agent = agents.find(name);
       if (!agent || agent->activity == 0 || !would_update(agent, create)) continue;
