@@ -114,12 +114,13 @@ void parse_file(ApfCacheFile* file) {
         work_size *= 2;
       }
     }
+    const char* line_end = text + length;
     while (*text && !is_c_space(*text)) ++text;
     // The numbers are appended straight to the record; there are never more than the work
     // buffer holds, since it has room for every word of the line.
     for (size_t count = 0; count < work_size; ++count) {
       const char* end = nullptr;
-      const float value = hordera::scan_float(text, &end);
+      const float value = hordera::scan_float(text, line_end, &end);
       if (end == text) break;
       record->push_back(value);
       text = end;

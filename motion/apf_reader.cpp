@@ -25,10 +25,11 @@ bool is_empty_line(const char* line) {
 
 // Reads numbers one after another from `text`, as "%f" would, into `values`; returns how many.
 int read_numbers(const char* text, float* values, int capacity) {
+  const char* text_end = text + std::strlen(text);
   int count = 0;
   while (count < capacity) {
     const char* end = nullptr;
-    float value = hordera::scan_float(text, &end);
+    float value = hordera::scan_float(text, text_end, &end);
     if (end == text) break;
     values[count++] = value;
     text = end;

@@ -66,13 +66,32 @@ TEST(NumberScanTest, MatchesStrtofValueAndEndOnEveryForm) {
     char* want_end = nullptr;
     const float want = std::strtof(text, &want_end);
     const char* got_end = nullptr;
-    const float got = hordera::scan_float(text, &got_end);
+    const float got = hordera::scan_float(text, text + std::strlen(text), &got_end);
     EXPECT_EQ(got_end - text, want_end - text) << '"' << text << '"';
     uint32_t got_bits, want_bits;
     std::memcpy(&got_bits, &got, 4);
     std::memcpy(&want_bits, &want, 4);
     EXPECT_EQ(got_bits, want_bits) << '"' << text << "\" gives " << got << ", strtof " << want;
   }
+}
+
+// Every short decimal shape the writers produce (up to seven digits, point anywhere), swept over
+// mantissas that stress rounding, against strtof.
+TEST(NumberScanTest, ShortDecimalsRoundAsStrtofDoes) {
+  int mismatches = 0;
+  for (uint32_t mantissa = 1; mantissa < 10000000; mantissa = mantissa * 7 + 3) {
+    for (uint32_t m = mantissa; m < mantissa + 40 && m < 10000000; ++m) {
+      std::string digits = std::to_string(m);
+      for (size_t point = 0; point <= digits.size(); ++point) {
+        const std::string text = "-" + digits.substr(0, point) + "." + digits.substr(point);
+        const char* got_end = nullptr;
+        const float got = hordera::scan_float(text.c_str(), text.c_str() + text.size(), &got_end);
+        mismatches +=
+            got != std::strtof(text.c_str(), nullptr) || got_end != text.c_str() + text.size();
+      }
+    }
+  }
+  EXPECT_EQ(mismatches, 0);
 }
 
 }  // namespace
