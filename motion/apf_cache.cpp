@@ -89,11 +89,17 @@ void parse_file(ApfCacheFile* file) {
   long record_count = 0;
   size_t work_size = kInitialWorkFloats;
   std::vector<float>* record = nullptr;
+  const std::vector<float>* last_record = nullptr;  // the record of the last block begun
   for (size_t position = 0; buffer.next_line(position, line, sizeof line);) {
     if (starts_with_begin(line)) {
       long id = begin_line_id(line);
       if (id > record_count) record_count = id;
+      // Agents of one file mostly share a type: room for as many values as the last block had
+      // saves growing each record step by step.
+      const size_t last_size = last_record ? last_record->size() : 0;
       record = id >= 1 ? &file->records[id] : nullptr;
+      if (record && record->empty()) record->reserve(last_size);
+      if (record) last_record = record;
       continue;
     }
     const char* text = line;
