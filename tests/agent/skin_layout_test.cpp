@@ -126,27 +126,4 @@ TEST(SkinLayoutTest, MatchesThePerInfluenceSumOnBothPaths) {
   mesh_free(out);
 }
 
-// The partitions hold each point once, in ascending order, with its influences in list order.
-TEST(SkinLayoutTest, GroupsByPointAndKeepsListOrderWithinAPoint) {
-  // Point 2: bones 4 then 1; point 0: bone 3; point 1: none; point 3: five bones.
-  Influences in;
-  in.add(2, 4, 0.5f);
-  in.add(3, 0, 0.1f);
-  in.add(0, 3, 1.0f);
-  in.add(3, 1, 0.2f);
-  in.add(2, 1, 0.25f);
-  for (int b = 2; b < 5; ++b) in.add(3, b, 0.1f * float(b + 1));
-  hordera::SkinLayout layout;
-  hordera::build_skin_layout(4, 5, int32_t(in.vertices.size()), in.vertices.data(), in.bones.data(),
-                             in.weights.data(), layout);
-  EXPECT_EQ(layout.unmoved, std::vector<int32_t>({1}));
-  EXPECT_EQ(layout.partitions[0].points, std::vector<int32_t>({0}));
-  EXPECT_EQ(layout.partitions[1].points, std::vector<int32_t>({2}));
-  EXPECT_EQ(layout.partitions[1].bones, std::vector<int32_t>({4, 1}));
-  EXPECT_EQ(layout.partitions[1].weights, std::vector<float>({0.5f, 0.25f}));
-  EXPECT_EQ(layout.partitions[4].points, std::vector<int32_t>({3}));
-  EXPECT_EQ(layout.partitions[4].offsets, std::vector<int32_t>({0, 5}));
-  EXPECT_EQ(layout.partitions[4].bones, std::vector<int32_t>({0, 1, 2, 3, 4}));
-}
-
 }  // namespace
