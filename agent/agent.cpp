@@ -219,6 +219,8 @@ Agent* new_agent_instance(Agent* type) {
   agent->number = type->number;
   agent->name = copy_text(type->name);
   agent->active = 1;
+  // An agent takes part in the scene, pose caches included, from the start.
+  agent->activity = 1;
   agent->accept = 1;
   // Settings read as values by the engine; the names they carry stay owned by the type.
   agent->angle_unit = type->angle_unit;
@@ -269,6 +271,7 @@ void delete_agent_instance(Agent* agent) {
   if (currentAgent == agent) currentAgent = nullptr;
   free_segments(agent->segments);
   free_user_vars(agent->user_vars);
+  free(agent->sim_values);
   free(agent->name);
   free(agent->cdl_path);
   free(agent);

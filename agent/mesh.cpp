@@ -190,3 +190,64 @@ int hordera::refresh_polygons(Mesh* mesh, int orientation, bool report_short_pol
   }
   return short_polygons;
 }
+
+int hordera::refresh_polygons_for_render(Mesh* mesh, int orientation) {
+  if (mesh == nullptr) return 0;
+  mesh->orientation = orientation ? 1 : 0;
+  if (mesh->kind != MESH_POLYGONS) return 0;
+  int short_polygons = 0;
+  const Vector* __restrict points = mesh->points;
+  const int32_t* __restrict all_corners = mesh->corners;
+  const float sign = orientation ? -1.0f : 1.0f;
+  for (int32_t index = 0; index < mesh->polygon_count; ++index) {
+    MeshPolygon& polygon = mesh->polygons[index];
+    const int32_t count = polygon.corner_count;
+    if (count < 3) {
+      polygon.normal = polygon.centre = Vector{0, 0, 0};
+      polygon.area = 0;
+      std::fprintf(stderr, "poly %d has only %d points!\n", index, count);
+      ++short_polygons;
+      continue;
+    }
+    const int32_t* corners = all_corners + polygon.first_corner;
+    float nx, ny, nz, cx, cy, cz;
+    if (count == 4) {
+      // Newell's sum for four corners is the cross product of the diagonals.
+      const Vector a = points[corners[0]], b = points[corners[1]], c = points[corners[2]],
+                   d = points[corners[3]];
+      const float ux = c.x - a.x, uy = c.y - a.y, uz = c.z - a.z;
+      const float vx = d.x - b.x, vy = d.y - b.y, vz = d.z - b.z;
+      nx = uy * vz - uz * vy;
+      ny = uz * vx - ux * vz;
+      nz = ux * vy - uy * vx;
+      cx = (a.x + b.x) + (c.x + d.x);
+      cy = (a.y + b.y) + (c.y + d.y);
+      cz = (a.z + b.z) + (c.z + d.z);
+    } else {
+      // Newell's method, each edge from the previous corner to this one.
+      nx = ny = nz = cx = cy = cz = 0;
+      Vector p = points[corners[count - 1]];
+      for (int32_t j = 0; j < count; ++j) {
+        const Vector q = points[corners[j]];
+        nx += (p.y - q.y) * (p.z + q.z);
+        ny += (p.z - q.z) * (p.x + q.x);
+        nz += (p.x - q.x) * (p.y + q.y);
+        cx += q.x;
+        cy += q.y;
+        cz += q.z;
+        p = q;
+      }
+    }
+    const float inverse_count = 1.0f / float(count);
+    polygon.centre = {cx * inverse_count, cy * inverse_count, cz * inverse_count};
+    const float length = std::sqrt(nx * nx + ny * ny + nz * nz);
+    polygon.area = length * 0.5f;
+    if (length > 0) {
+      const float scale = sign / length;
+      polygon.normal = {nx * scale, ny * scale, nz * scale};
+    } else {
+      polygon.normal = Vector{0, 0, 0};
+    }
+  }
+  return short_polygons;
+}

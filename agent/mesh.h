@@ -79,4 +79,8 @@ namespace hordera {
 // mesh_refresh() with the short-polygon message optional: the loader reports a file's short
 // polygons once, and copies made from it refresh quietly.
 int refresh_polygons(Mesh* mesh, int orientation, bool report_short_polygons);
+// mesh_refresh() in single precision (the same short-polygon message), for meshes that are
+// only handed to the renderer (the skin's output every frame): normals, centres and areas agree
+// with the double-precision refresh to float rounding (a few units in the last place of each sum).
+int refresh_polygons_for_render(Mesh* mesh, int orientation);
 }  // namespace hordera

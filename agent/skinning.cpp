@@ -4,10 +4,14 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
 #include <vector>
 
 #include "agent/geometry.h"
 #include "agent/skeleton.h"
+#include "agent/skin_layout.h"
 #include "base/vecmath.h"
 
 namespace {
@@ -90,6 +94,51 @@ void refresh_rest_mesh(Agent* agent, GeometryNode* node, float* transform) {
   if (!matrix_is_identity(transform)) mesh_transform(node->rest_mesh, transform);
 }
 
+// The regrouped skin of each bound node, built on first use and dropped with the node's
+// influences. An entry is valid only for the influence arrays, point count and bone count it was
+// built from; any change rebuilds it. Agents of one type may be deformed on several threads, so
+// the table is locked and layouts are shared read-only.
+struct NodeLayout {
+  const int32_t* vertices = nullptr;
+  const int32_t* bones = nullptr;
+  const float* weights = nullptr;
+  int32_t influence_count = 0;
+  std::shared_ptr<const hordera::SkinLayout> layout;
+};
+
+std::mutex& layout_lock() {
+  static std::mutex lock;
+  return lock;
+}
+
+std::unordered_map<const GeometryNode*, NodeLayout>& layout_table() {
+  static std::unordered_map<const GeometryNode*, NodeLayout> table;
+  return table;
+}
+
+std::shared_ptr<const hordera::SkinLayout> node_layout(const GeometryNode* node,
+                                                       int32_t point_count, int32_t matrix_count) {
+  std::lock_guard<std::mutex> guard(layout_lock());
+  NodeLayout& entry = layout_table()[node];
+  if (entry.layout == nullptr || entry.vertices != node->influence_vertex ||
+      entry.bones != node->influence_bone || entry.weights != node->influence_weight ||
+      entry.influence_count != node->influence_count || entry.layout->point_count != point_count ||
+      entry.layout->matrix_count != matrix_count) {
+    auto layout = std::make_shared<hordera::SkinLayout>();
+    hordera::build_skin_layout(point_count, matrix_count, node->influence_count,
+                               node->influence_vertex, node->influence_bone, node->influence_weight,
+                               *layout);
+    entry = {node->influence_vertex, node->influence_bone, node->influence_weight,
+             node->influence_count, std::move(layout)};
+  }
+  return entry.layout;
+}
+
+void forget_node_layout(const GeometryNode* node) {
+  std::lock_guard<std::mutex> guard(layout_lock());
+  layout_table().erase(node);
+}
+
 void deform_node(Agent* agent, GeometryNode* node, const std::vector<float>& matrices,
                  int32_t matrix_count, std::vector<Vector>& scratch) {
   Matrix transform;
@@ -100,8 +149,11 @@ void deform_node(Agent* agent, GeometryNode* node, const std::vector<float>& mat
   if (rest == nullptr || out == nullptr || rest->point_count != out->point_count) return;
   const Vector* points = blended_rest_points(node, transform, scratch);
   if (node->bones && node->influence_count > 0) {
-    skin_mesh(rest, points, node->influence_count, node->influence_vertex, node->influence_bone,
-              node->influence_weight, matrices.data(), matrix_count, out);
+    const auto layout = node_layout(node, out->point_count, matrix_count);
+    const bool normals = rest->normals != nullptr && out->normals != nullptr;
+    hordera::skin_points(*layout, points != nullptr ? points : rest->points,
+                         normals ? rest->normals : nullptr, matrices.data(), out->points,
+                         normals ? out->normals : nullptr);
   } else {
     // Not bound to the skeleton: the output is the rest mesh itself (transform and blends
     // applied), which the render output carries by the node's segment.
@@ -109,7 +161,8 @@ void deform_node(Agent* agent, GeometryNode* node, const std::vector<float>& mat
     if (points != nullptr)
       std::memcpy(out->points, points, sizeof(Vector) * static_cast<size_t>(out->point_count));
   }
-  mesh_refresh(out, node->flip_normals);
+  // The deformed mesh only goes to the renderer: single precision is enough.
+  hordera::refresh_polygons_for_render(out, node->flip_normals);
 }
 
 }  // namespace
@@ -129,6 +182,7 @@ void skin_bind_bones(Agent* type) {
 }
 
 void skin_free_influences(GeometryNode* node) {
+  forget_node_layout(node);
   std::free(node->influence_vertex);
   std::free(node->influence_bone);
   std::free(node->influence_weight);
@@ -215,30 +269,15 @@ int skin_mesh(const Mesh* rest, const Vector* rest_points, int32_t influence_cou
               const int32_t* vertices, const int32_t* bones, const float* weights,
               const float* matrices, int32_t matrix_count, Mesh* out) {
   if (rest == nullptr || out == nullptr || rest->point_count != out->point_count) return 0;
-  const int32_t n = out->point_count;
-  const Vector* points = rest_points != nullptr ? rest_points : rest->points;
   const bool normals = rest->normals != nullptr && out->normals != nullptr;
-  if (n > 0) {
-    std::memset(out->points, 0, sizeof(Vector) * static_cast<size_t>(n));
-    if (normals) std::memset(out->normals, 0, sizeof(Vector) * static_cast<size_t>(n));
-  }
-  for (int32_t i = 0; i < influence_count; ++i) {
-    const int32_t v = vertices[i], b = bones[i];
-    if (v < 0 || v >= n || b < 0 || b >= matrix_count) continue;
-    const float w = weights[i];
-    const float* m = matrices + static_cast<size_t>(b) * 16;
-    const Vector& p = points[v];
-    Vector& q = out->points[v];
-    q.x += w * (p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12]);
-    q.y += w * (p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13]);
-    q.z += w * (p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]);
-    if (!normals) continue;
-    const Vector& r = rest->normals[v];
-    Vector& o = out->normals[v];
-    o.x += w * (r.x * m[0] + r.y * m[4] + r.z * m[8]);
-    o.y += w * (r.x * m[1] + r.y * m[5] + r.z * m[9]);
-    o.z += w * (r.x * m[2] + r.y * m[6] + r.z * m[10]);
-  }
+  // The influences are regrouped on every call, since the arrays may change between calls; the
+  // deformation of a node keeps its regrouped form instead (see node_layout).
+  thread_local hordera::SkinLayout layout;
+  hordera::build_skin_layout(out->point_count, matrix_count, influence_count, vertices, bones,
+                             weights, layout);
+  hordera::skin_points(layout, rest_points != nullptr ? rest_points : rest->points,
+                       normals ? rest->normals : nullptr, matrices, out->points,
+                       normals ? out->normals : nullptr);
   return 1;
 }
 

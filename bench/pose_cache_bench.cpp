@@ -16,6 +16,7 @@
 #include "agent/agent.h"
 #include "agent/skeleton.h"
 #include "agent/skinning.h"
+#include "base/file_buffer.h"
 #include "bench/humanoid.h"
 #include "cdl/cdl.h"
 #include "motion/apf.h"
@@ -151,6 +152,36 @@ void BM_ApfCacheParseAndApplyAll(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kAgents);
 }
 BENCHMARK(BM_ApfCacheParseAndApplyAll)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+// Parsing alone: a file the cache does not hold parsed once (one agent's record applied), as
+// bytes of plain text per second. With /1 the bytes are those of the inflated text.
+void BM_ApfCacheParse(benchmark::State& state) {
+  if (!ready(state)) return;
+  const int compressed = static_cast<int>(state.range(0));
+  Crowd& scene = crowd();
+  for (auto _ : state) {
+    const char* path = nullptr;
+    for (const std::string& copy : scene.cache_paths[compressed])
+      if (!apf_cache_holds(copy.c_str())) path = copy.c_str();
+    apf_cache_read(path, scene.agents[0]);
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(std::filesystem::file_size(
+                                                   scene.cache_paths[0][0])));
+}
+BENCHMARK(BM_ApfCacheParse)->Arg(0)->Arg(1);
+
+// The gzip frame read whole and inflated in memory, as bytes of output per second.
+void BM_InflateFrame(benchmark::State& state) {
+  if (!ready(state)) return;
+  const std::string& path = crowd().cache_paths[1][0];
+  hordera::FileBuffer buffer;
+  for (auto _ : state) {
+    buffer.load(path.c_str(), true);
+    benchmark::DoNotOptimize(buffer.data());
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(buffer.size()));
+}
+BENCHMARK(BM_InflateFrame);
 
 // One agent's record from a file the cache holds: the per-agent pose read at render time.
 void BM_ApfCacheApply(benchmark::State& state) {

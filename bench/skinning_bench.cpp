@@ -10,6 +10,7 @@
 #include "agent/agent.h"
 #include "agent/mesh.h"
 #include "agent/skeleton.h"
+#include "agent/skin_layout.h"
 #include "agent/skinning.h"
 #include "bench/humanoid.h"
 #include "cdl/cdl.h"
@@ -108,6 +109,34 @@ void BM_SkinMesh(benchmark::State& state) {
 }
 BENCHMARK(BM_SkinMesh);
 
+// The blend through the node's regrouped skin, as agent_deform_geometry runs it: influences
+// grouped by point once, then per point one blended matrix and one transform of point and normal.
+// Argument 1 takes the AVX2 path where the processor has it, 0 the plain loop.
+void BM_SkinPoints(benchmark::State& state) {
+  if (!ready(state)) return;
+  const PosedHumanoid& posed = posed_humanoid();
+  const GeometryNode* node = posed.node;
+  float matrices[humanoid::kJointCount * 16];
+  skin_bone_matrices(posed.agent, matrices, humanoid::kJointCount);
+  hordera::SkinLayout layout;
+  hordera::build_skin_layout(node->rest_mesh->point_count, humanoid::kJointCount,
+                             node->influence_count, node->influence_vertex, node->influence_bone,
+                             node->influence_weight, layout);
+  Mesh* out = mesh_copy(node->mesh);
+  const bool previous = hordera::set_skin_acceleration(state.range(0) != 0);
+  for (auto _ : state) {
+    hordera::skin_points(layout, node->rest_mesh->points, node->rest_mesh->normals, matrices,
+                         out->points, out->normals);
+    benchmark::DoNotOptimize(out->points);
+    benchmark::ClobberMemory();
+  }
+  hordera::set_skin_acceleration(previous);
+  state.SetItemsProcessed(state.iterations() * out->point_count);
+  state.SetLabel(state.range(0) && hordera::skin_acceleration_active() ? "avx2" : "plain");
+  mesh_free(out);
+}
+BENCHMARK(BM_SkinPoints)->Arg(1)->Arg(0);
+
 void BM_MeshRefresh(benchmark::State& state) {
   if (!ready(state)) return;
   Mesh* mesh = mesh_copy(posed_humanoid().node->mesh);
@@ -120,5 +149,19 @@ void BM_MeshRefresh(benchmark::State& state) {
   mesh_free(mesh);
 }
 BENCHMARK(BM_MeshRefresh);
+
+// The single-precision refresh that the deformation uses for the renderer's copy.
+void BM_MeshRefreshForRender(benchmark::State& state) {
+  if (!ready(state)) return;
+  Mesh* mesh = mesh_copy(posed_humanoid().node->mesh);
+  for (auto _ : state) {
+    hordera::refresh_polygons_for_render(mesh, 0);
+    benchmark::DoNotOptimize(mesh->polygons);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * mesh->polygon_count);
+  mesh_free(mesh);
+}
+BENCHMARK(BM_MeshRefreshForRender);
 
 }  // namespace

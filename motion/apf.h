@@ -61,3 +61,20 @@ int apf_read(const char* directory, int frame, int create, int compressed);
 void apf_root_rotations(const float* world, int32_t order, float degrees[3]);
 
 }  // extern "C"
+
+namespace hordera {
+
+// Groups belong to the simulation, a layer above the pose caches. It lends the reader and writer
+// what they need of groups through these hooks, installed when its first group is made; until
+// then no agent has a group, so no "#spawn" line is written or acted upon.
+struct ApfGroupHooks {
+  // The name of the agent's group, or null when it has none (or the group has no name).
+  const char* (*group_name)(const Agent* agent);
+  // The name a group's agents are named after, or null when no group has the name `group`.
+  const char* (*agent_name)(const char* group);
+  // Creates the agent numbered `id` in the group named `group`; null when it cannot.
+  Agent* (*create_agent)(const char* group, int id);
+};
+extern ApfGroupHooks apf_group_hooks;
+
+}  // namespace hordera

@@ -15,7 +15,8 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "base/stream.h"
+#include "base/file_buffer.h"
+#include "base/number_scan.h"
 #include "motion/apf.h"
 
 namespace {
@@ -68,32 +69,37 @@ size_t count_words(const char* text) {
   return words;
 }
 
-// Parses `file->path`. Lines of a block have their first word (the segment name) skipped and
-// their numbers appended to the block's record up to the first word that is not a number; lines
-// whose first word begins with "#" (value sets, variables) are skipped whole. A file that cannot
+bool is_c_space(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+// Parses `file->path` in one pass over the file held in memory. Lines of a block have their
+// first word (the segment name) skipped and their numbers appended to the block's record up to
+// the first word that is not a number; lines whose first word begins with "#" (value sets,
+// variables) are skipped whole. The record count is the largest id of any "BEGIN" line; every
+// id from 1 up is below it by definition, so blocks are stored as they come. A file that cannot
 // be opened leaves the entry without records.
 void parse_file(ApfCacheFile* file) {
-  Stream* in = stream_open(file->path.c_str(), "r", is_compressed_name(file->path));
-  if (!in) {
+  static hordera::FileBuffer buffer;
+  if (!buffer.load(file->path.c_str(), is_compressed_name(file->path))) {
     std::fprintf(stderr, "Failed to open file '%s' for caching\n", file->path.c_str());
     return;
   }
   char line[kApfLineBytes];
   long record_count = 0;
-  while (stream_gets(in, line, sizeof line)) {
-    if (!starts_with_begin(line)) continue;
-    long id = begin_line_id(line);
-    if (id > record_count) record_count = id;
-  }
-  file->record_count = record_count;
-
-  std::vector<float> work(kInitialWorkFloats);
-  stream_rewind(in);
+  size_t work_size = kInitialWorkFloats;
   std::vector<float>* record = nullptr;
-  while (stream_gets(in, line, sizeof line)) {
+  const std::vector<float>* last_record = nullptr;  // the record of the last block begun
+  for (size_t position = 0; buffer.next_line(position, line, sizeof line);) {
     if (starts_with_begin(line)) {
       long id = begin_line_id(line);
-      record = id >= 1 && id <= record_count ? &file->records[id] : nullptr;
+      if (id > record_count) record_count = id;
+      // Agents of one file mostly share a type: room for as many values as the last block had
+      // saves growing each record step by step.
+      const size_t last_size = last_record ? last_record->size() : 0;
+      record = id >= 1 ? &file->records[id] : nullptr;
+      if (record && record->empty()) record->reserve(last_size);
+      if (record) last_record = record;
       continue;
     }
     const char* text = line;
@@ -104,23 +110,29 @@ void parse_file(ApfCacheFile* file) {
       continue;
     }
     if (!record || *text == '#') continue;
-    size_t words = count_words(text);
-    while (words > work.size()) {
-      std::fprintf(stderr, "Buffer reallocation required for file '%s'\n", file->path.c_str());
-      work.resize(work.size() * 2);
+    // A line of n bytes holds at most (n + 1) / 2 words: only lines that long can outgrow the
+    // work buffer, and only they are counted.
+    const size_t length = std::strlen(text);
+    if ((length + 1) / 2 > work_size) {
+      const size_t words = count_words(text);
+      while (words > work_size) {
+        std::fprintf(stderr, "Buffer reallocation required for file '%s'\n", file->path.c_str());
+        work_size *= 2;
+      }
     }
-    while (*text && !std::isspace(static_cast<unsigned char>(*text))) ++text;
-    size_t count = 0;
-    while (count < work.size()) {
-      char* end = nullptr;
-      float value = std::strtof(text, &end);
+    const char* line_end = text + length;
+    while (*text && !is_c_space(*text)) ++text;
+    // The numbers are appended straight to the record; there are never more than the work
+    // buffer holds, since it has room for every word of the line.
+    for (size_t count = 0; count < work_size; ++count) {
+      const char* end = nullptr;
+      const float value = hordera::scan_float(text, line_end, &end);
       if (end == text) break;
-      work[count++] = value;
+      record->push_back(value);
       text = end;
     }
-    record->insert(record->end(), work.begin(), work.begin() + static_cast<long>(count));
   }
-  stream_close(in);
+  file->record_count = record_count;
 }
 
 ApfCacheFile* find_or_parse(const char* path) {

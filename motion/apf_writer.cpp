@@ -1,5 +1,6 @@
 // Writing pose-cache files: one block per active agent, root line from the world matrix, local
 // channels of the other animated segments, and the optional sound, value-set and variable lines.
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -8,9 +9,8 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "base/stream.h"
+#include "base/file_sink.h"
 #include "motion/apf.h"
-#include "sim/scene_setup.h"
 
 int32_t apf_sound_output = 0;
 int32_t apf_value_set_output = 0;
@@ -52,33 +52,56 @@ void flatten(double angles[3]) {
   }
 }
 
-// A float as the decimal number it was set to (its shortest faithful text), so that a channel
-// set to 0.005 is rounded as 0.005 and not as the float just below it.
-double decimal_value(float value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.7g", static_cast<double>(value));
-  return std::strtod(text, nullptr);
+// The number formats of the file. Each appends exactly what printf's " %f", " %.3f", " %.2f",
+// " %.6f", " %g" and "%d" would, through std::to_chars, which rounds the same way (to the nearest
+// decimal of the value, widened to double); the rare non-finite value goes through printf.
+enum class Format { kFixed6, kFixed3, kFixed2, kGeneral };
+
+void append_number(std::string& out, double value, Format format) {
+  char text[400];
+  char* end = text;
+  if (!std::isfinite(value)) {
+    static constexpr const char* kPrintf[] = {"%f", "%.3f", "%.2f", "%g"};
+    end += std::snprintf(text, sizeof text, kPrintf[static_cast<int>(format)], value);
+  } else if (format == Format::kGeneral) {
+    end = std::to_chars(text, text + sizeof text, value, std::chars_format::general, 6).ptr;
+  } else {
+    const int precision = format == Format::kFixed6 ? 6 : format == Format::kFixed3 ? 3 : 2;
+    end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, precision).ptr;
+  }
+  out.append(text, end);
 }
 
-// Writes six channel values in the order's positions: translations with `translation_format`,
-// rotations with `rotation_format` or " 0" when they are too small to matter.
-void write_channels(Stream* out, const float values[6], int32_t order,
-                    const char* translation_format, const char* rotation_format) {
+void append_int(std::string& out, long value) {
+  char text[24];
+  out.append(text, std::to_chars(text, text + sizeof text, value).ptr);
+}
+
+void append_text(std::string& out, const char* text) {
+  if (text) out.append(text);
+}
+
+// Appends six channel values in the order's positions, each after a blank: translations in
+// `translation`, rotations in `rotation` or "0" when they are too small to matter. A rotation is
+// the value held, widened to double, so a float channel of 0.005 (held as 0.0049999999) is
+// above the threshold and rounds down.
+void append_channels(std::string& out, const float values[6], int32_t order, Format translation,
+                     Format rotation) {
   int entries[6];
   order_unpack(order, entries);
   for (int entry : entries) {
+    out.push_back(' ');
     if (entry < ORDER_TX || entry > ORDER_RZ) {
-      stream_printf(out, " 0");
+      out.push_back('0');
       continue;
     }
     float value = values[entry - 1];
-    if (entry <= ORDER_TZ) {
-      stream_printf(out, translation_format, value);
-    } else if (std::fabs(value) > kZeroRotation) {
-      stream_printf(out, rotation_format, decimal_value(value));
-    } else {
-      stream_printf(out, " 0");
-    }
+    if (entry <= ORDER_TZ)
+      append_number(out, value, translation);
+    else if (std::fabs(value) > kZeroRotation)
+      append_number(out, value, rotation);
+    else
+      out.push_back('0');
   }
 }
 
@@ -90,15 +113,26 @@ float variable_value(const Agent* agent, const UserVar* variable, int index) {
   return variable->value;
 }
 
-// Writes one agent block. `previous` selects the previous frame's matrices and channel values
+// Appends one agent block. `previous` selects the previous frame's matrices and channel values
 // and leaves out the optional lines.
-void write_agent(Stream* out, Agent* agent, int frame, bool first, bool previous) {
-  if (!first) stream_printf(out, "\n");
-  if (agent->birth_frame == frame && agent->group && agent->group->name)
-    stream_printf(out, "#spawn %s %d\n\n", agent->group->name, agent->id);
+void write_agent(std::string& out, Agent* agent, int frame, bool first, bool previous) {
+  if (!first) out.push_back('\n');
+  const hordera::ApfGroupHooks& groups = hordera::apf_group_hooks;
+  const char* group = groups.group_name ? groups.group_name(agent) : nullptr;
+  if (agent->birth_frame == frame && group) {
+    out.append("#spawn ");
+    out.append(group);
+    out.push_back(' ');
+    append_int(out, agent->id);
+    out.append("\n\n");
+  }
   char base[1024];
   apf_agent_base_name(agent, base, sizeof base);
-  stream_printf(out, "BEGIN %s_%d\n", base, agent->id);
+  out.append("BEGIN ");
+  out.append(base);
+  out.push_back('_');
+  append_int(out, agent->id);
+  out.push_back('\n');
 
   Segment* root = agent->segments;
   if (root) {
@@ -109,37 +143,48 @@ void write_agent(Stream* out, Agent* agent, int frame, bool first, bool previous
       worldSpace(root, world);
     float values[6] = {world[12], world[13], world[14], 0, 0, 0};
     apf_root_rotations(world, root->order, values + 3);
-    stream_printf(out, "%s", root->name ? root->name : "");
-    write_channels(out, values, root->order, " %f", " %.3f");
-    stream_printf(out, "\n");
+    append_text(out, root->name);
+    append_channels(out, values, root->order, Format::kFixed6, Format::kFixed3);
+    out.push_back('\n');
     for (Segment* segment = root->next; segment; segment = segment->next) {
       if (!segment->animated) continue;
-      stream_printf(out, "%s", segment->name ? segment->name : "");
-      write_channels(out, previous ? segment->last_channels : segment->channels, segment->order,
-                     " %g", " %.2f");
-      stream_printf(out, "\n");
+      append_text(out, segment->name);
+      append_channels(out, previous ? segment->last_channels : segment->channels, segment->order,
+                      Format::kGeneral, Format::kFixed2);
+      out.push_back('\n');
     }
   }
   if (previous) return;
 
   if (apf_sound_output) {
-    const float* s = agent->sound;
-    stream_printf(out, "sound %g %g %g %g %g %g\n", s[0], s[1], s[2], s[3], s[4], s[5]);
+    out.append("sound");
+    for (float value : agent->sound) {
+      out.push_back(' ');
+      append_number(out, value, Format::kGeneral);
+    }
+    out.push_back('\n');
   }
   if (apf_value_set_output) {
     for (ValueSet* set = agent->value_sets; set; set = set->next) {
       if (!set->members || !set->values || set->count <= 0) continue;
-      stream_printf(out, "#:%s", set->name ? set->name : "");
-      for (int i = 0; i < set->count; ++i) stream_printf(out, " %.6f", set->values[i]);
-      stream_printf(out, "\n");
+      out.append("#:");
+      append_text(out, set->name);
+      for (int i = 0; i < set->count; ++i) {
+        out.push_back(' ');
+        append_number(out, set->values[i], Format::kFixed6);
+      }
+      out.push_back('\n');
     }
   }
   if (apf_variable_output) {
     int index = 0;
     for (UserVar* variable = agent->user_vars; variable; variable = variable->next, ++index) {
       if (!(variable->flags & 1)) continue;
-      stream_printf(out, "#v %s %f\n", variable->name ? variable->name : "",
-                    variable_value(agent, variable, index));
+      out.append("#v ");
+      append_text(out, variable->name);
+      out.push_back(' ');
+      append_number(out, variable_value(agent, variable, index), Format::kFixed6);
+      out.push_back('\n');
     }
   }
 }
@@ -147,18 +192,19 @@ void write_agent(Stream* out, Agent* agent, int frame, bool first, bool previous
 int write_file(const char* directory, int frame, int compressed, bool previous) {
   char path[4096];
   apf_file_name(path, sizeof path, directory ? directory : ".", frame, compressed);
-  Stream* out = stream_open(path, "w", compressed);
-  if (!out) {
+  thread_local hordera::FileSink out;
+  if (!out.open(path, compressed != 0)) {
     std::fprintf(stderr, "ERROR: Couldn't write to %s\n", path);
     return 0;
   }
   bool first = true;
   for (Agent* agent = root_agent; agent; agent = agent->next) {
     if (!agent->active) continue;
-    write_agent(out, agent, frame, first, previous);
+    write_agent(out.text(), agent, frame, first, previous);
+    out.flush_if_full();
     first = false;
   }
-  return stream_close(out) == 0 ? 1 : 0;
+  return out.close() ? 1 : 0;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@ hordera_packages=(
   zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev
+  libdeflate-dev libfast-float-dev
 )
 
 hordera_install_deps() {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "agent/agent.h"
+#include "sim/pose_cache_groups.h"
 #include "sim/scene_setup.h"
 #include "sim/simulation.h"
 
@@ -20,6 +21,7 @@ extern "C" Group* new_group(const char* name, Agent* type, Agent* prototype, int
                             float spacing) {
   auto* group = static_cast<Group*>(std::calloc(1, sizeof(Group)));
   if (!group) return nullptr;
+  hordera::install_pose_cache_groups();
   group->name = name ? strdup(name) : nullptr;
   group->type = agent_type_of(type);
   group->prototype = prototype;

@@ -93,6 +93,45 @@ TEST_F(ApfCacheTest, AppliesRecordsByIdInChannelOrder) {
   }
 }
 
+// Numbers as the C library reads them, whatever the spacing; a line longer than the line reader
+// takes is read as two lines, so the first word of its remainder is skipped as a name.
+TEST_F(ApfCacheTest, ReadsOddlyWrittenNumbersAndSplitsLongLines) {
+  const std::string split_line = "root" + std::string(8180, ' ') + " 1 2 3 4 5 6 7 8\n";
+  const std::string frame =
+      "BEGIN man_1\n\troot\t-0  1e2 +4\t0x10 2.5E-1 -.5\r\narm  inf 1e-46 3 4 5 6 junk 7\n\n"
+      "BEGIN man_2\n" +
+      split_line;
+  for (int compressed = 0; compressed < 2; ++compressed) {
+    SCOPED_TRACE(compressed);
+    const std::string path = write(compressed ? "odd.apf.gz" : "odd.apf", frame, compressed);
+    Agent* agent = make_agent(1);
+    ASSERT_EQ(apf_cache_read(path.c_str(), agent), 1);
+    const float* root = agent->segments->channels;       // tx ty tz rx ry rz
+    EXPECT_TRUE(root[3] == 0 && std::signbit(root[3]));  // "-0" keeps its sign
+    EXPECT_EQ(root[4], 100.0f);
+    EXPECT_EQ(root[5], 4.0f);   // "+4"
+    EXPECT_EQ(root[0], 16.0f);  // hexadecimal "0x10"
+    EXPECT_EQ(root[1], 0.25f);
+    EXPECT_EQ(root[2], -0.5f);
+    const float* arm = agent->segments->next->channels;  // order rz ry rx tx ty tz
+    EXPECT_TRUE(std::isinf(arm[5]) && arm[5] > 0);
+    EXPECT_EQ(arm[4], 0.0f);  // 1e-46 is below the smallest float
+    EXPECT_EQ(arm[3], 3.0f);
+    EXPECT_EQ(arm[2], 6.0f);
+    EXPECT_EQ(agent->motion[1], 0.0f);  // "junk" ended the line: no motion values
+
+    // The 8191-byte piece ends after "3"; the rest, "4 5 6 7 8", loses "4" as its name.
+    Agent* second = make_agent(2);
+    ASSERT_EQ(apf_cache_read(path.c_str(), second), 1);
+    const float* channels = second->segments->channels;
+    EXPECT_EQ(channels[3], 1.0f);
+    EXPECT_EQ(channels[5], 3.0f);
+    EXPECT_EQ(channels[0], 5.0f);
+    EXPECT_EQ(channels[2], 7.0f);
+    EXPECT_EQ(second->segments->next->channels[5], 8.0f);
+  }
+}
+
 TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
   Agent* agent = make_agent(1);
   std::string first = write("1.apf", "BEGIN man_1\nroot 1 0 0 0 0 0\n");

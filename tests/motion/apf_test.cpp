@@ -96,14 +96,21 @@ TEST_F(ApfTest, SmallRotationsAreWrittenAsZeroAndOthersRounded) {
   root->matrix[12] = 1.5f;
   Segment* arm = root->next;
   arm->channels[0] = 2.5f;    // tx
-  arm->channels[3] = 0.005f;  // rx
+  arm->channels[3] = 0.005f;  // rx, held as 0.00499999988824129: above 0.004, rounds down
   arm->channels[4] = 0.003f;  // ry
   arm->channels[5] = -45.0f;  // rz
+  arm->channels[1] = 0.055f;  // ty, a translation: %g
   ASSERT_EQ(apf_write(dir().c_str(), 3, 0), 1);
   EXPECT_EQ(read_text(3, false),
             "BEGIN man_12\n"
             "root 0.005 0 0 1.500000 0.000000 0.000000\n"
-            "arm 0.01 0 -45.00 2.5 0 0\n");
+            "arm 0.00 0 -45.00 2.5 0.055 0\n");
+  // Rotations are rounded from the value held: 0.055f is 0.0549999997 and 0.045f 0.0450000018
+  // (a seven-digit decimal would give 0.055 and 0.045, rounding the other way).
+  arm->channels[3] = 0.055f;
+  arm->channels[4] = 0.045f;
+  ASSERT_EQ(apf_write(dir().c_str(), 3, 0), 1);
+  EXPECT_NE(read_text(3, false).find("\narm 0.05 0.05 -45.00 "), std::string::npos);
 }
 
 TEST_F(ApfTest, BlocksAreSeparatedAndSpawnLinesPrecedeNewAgents) {
@@ -158,6 +165,18 @@ TEST_F(ApfTest, UnknownSegmentLineIsSkippedAndShortLinesKeepLaterChannels) {
   EXPECT_FLOAT_EQ(agent->segments->matrix[12], 8);
 }
 
+TEST_F(ApfTest, AgentsMadeFromTheirTypeAreReadWithoutFurtherSetup) {
+  Agent* agent = new_agent_instance(type_);
+  free(agent->name);
+  agent->name = strdup("man.4");
+  agent->id = 4;
+  agent->cache_input = 1;
+  write_text(1, false, "BEGIN man_4\nroot 0 0 0 5 6 7\n");
+  ASSERT_EQ(apf_read(dir().c_str(), 1, 0, 0), 1);
+  EXPECT_FLOAT_EQ(agent->segments->channels[0], 5);
+  EXPECT_FLOAT_EQ(agent->segments->channels[2], 7);
+}
+
 TEST_F(ApfTest, SpawnLineWithIdSpawnsOnlyFromPlainFiles) {
   new_group("crowd", type_, type_, 0, 1);
   const std::string text = "#spawn crowd 5\n\nBEGIN man_5\nroot 0 0 0 1 2 3\n";
@@ -171,8 +190,14 @@ TEST_F(ApfTest, SpawnLineWithIdSpawnsOnlyFromPlainFiles) {
   ASSERT_NE(spawned, nullptr);
   EXPECT_EQ(spawned->id, 5);
   EXPECT_FLOAT_EQ(spawned->segments->channels[1], 2);
-  // Its block read, the created agent no longer carries the spawned mark.
+  // Its block read, the created agent no longer carries the spawned mark, and its root position
+  // (tx 1, ty 2, tz 3 in the default order) is in entries 4 to 6 of its simulation value table.
   EXPECT_EQ(spawned->spawned, 0);
+  ASSERT_NE(spawned->sim_values, nullptr);
+  ASSERT_GE(spawned->sim_value_count, 7);
+  EXPECT_FLOAT_EQ(spawned->sim_values[4], 1);
+  EXPECT_FLOAT_EQ(spawned->sim_values[5], 2);
+  EXPECT_FLOAT_EQ(spawned->sim_values[6], 3);
   // Reading the same file again does not create a second agent.
   ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
   int count = 0;
