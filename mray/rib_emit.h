@@ -1,0 +1,75 @@
+// The RenderMan output of a posed agent: its pieces of geometry with their materials, as
+// RenderMan Interface 3.2 calls.
+#pragma once
+
+#include <unordered_map>
+#include <vector>
+
+#include "agent/agent.h"
+#include "agent/nodes.h"
+#include "base/vector_types.h"
+#include "mray/ri_functions.h"
+#include "mray/rib_options.h"
+
+namespace mray {
+
+// One renderable piece of an agent: a geometry node's deformed mesh, in world space either as
+// the skin left it (no segment) or carried rigidly by a segment of the agent.
+struct RibPiece {
+  GeometryNode* node;
+  Segment* segment;  // the agent's segment that carries the piece, or null for skinned geometry
+};
+
+// World-space points and normals of one piece for one frame.
+struct PiecePose {
+  std::vector<Vector> points;
+  std::vector<Vector> normals;
+};
+
+// The pose of each piece on the previous frame, by geometry node.
+using PreviousFrame = std::unordered_map<const GeometryNode*, PiecePose>;
+
+// The pieces of `agent` in output order: geometry bound to the skeleton, then geometry carried by
+// a segment, both in the type's list order, then the chosen alternative of each geometry
+// selector. Disabled nodes, nodes without a mesh and nodes that only a selector outputs are left
+// out.
+std::vector<RibPiece> agent_pieces(Agent* agent);
+
+// The world-space points and normals of a piece for the agent's current pose. A piece carried
+// by a segment moves with it from its rest place: rest-pose agent space, into the segment's rest
+// space, then out through the segment's current world transform.
+PiecePose piece_pose(Agent* agent, const RibPiece& piece);
+
+// What the emission of one agent needs besides the options.
+struct RibAgent {
+  Agent* agent;                   // the posed render agent
+  const char* name;               // the agent's name in the header and its identifier
+  const char* cdl_file;           // the agent file named in the header
+  int pass_index;                 // the agent's render pass, -1 for none
+  bool matte;                     // the agent is a holdout in this pass
+  bool motion_blur;               // emit the previous frame as well
+  const PreviousFrame* previous;  // the previous frame's poses (motion blur), or null
+};
+
+// The extent of what was emitted.
+struct RibEmitResult {
+  int pieces = 0;
+  float min[3] = {0, 0, 0};
+  float max[3] = {0, 0, 0};
+};
+
+// Emits one agent: an attribute block with its comment header (when the options ask for it),
+// its name, the "Pref" declaration, the pass's RIB archive, and per piece an attribute block with
+// the material (colour, opacity, matte, surface and displacement shaders) and the mesh
+// (PointsPolygons, or SubdivisionMesh for subdivision geometry) with P, N (negated unless the
+// node's orientation flag is set), st and Pref. With motion blur the mesh of the previous frame
+// and the current one go into a MotionBegin [0 1] block, or with the velocity option one mesh
+// carries their difference as "dPdtime".
+RibEmitResult emit_agent_rib(const RiFunctions& ri, const RibAgent& agent,
+                             const RibOptions& options);
+
+// A colour of a material in red, green and blue: hue, saturation and value (each 0..1) are
+// converted when its colour model says so.
+void material_colour_rgb(const MaterialColour& colour, float rgb[3]);
+
+}  // namespace mray
