@@ -11,3 +11,5 @@ extern int command_exit_status;
 void add_inspect_command(CLI::App& app);
 // `hordera info AGENT.cdl`: summarises an agent file and the warnings its reading printed.
 void add_info_command(CLI::App& app);
+// `hordera rib SCENE -o out.rib`: writes the crowd as RIB for a RenderMan-compliant renderer.
+void add_rib_command(CLI::App& app);
