@@ -58,6 +58,9 @@ RtPointer ConvertParameters(RtString paramstr) {
     RenderRecord* render = new_render_record();
     if (render != nullptr) {
       render->pass_name = strdup(state.options.pass_name.c_str());
+      // Passes are matched by name and kind, and the scene setup gives every pass of an agent
+      // file the one kind it knows.
+      render->renderer = RENDERER_MENTAL_RAY;
       state.render = render;
     }
   }

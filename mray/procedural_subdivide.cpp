@@ -7,12 +7,10 @@
 #include <string>
 
 #include "agent/agent.h"
-#include "agent/nodes.h"
-#include "agent/skeleton.h"
-#include "agent/skinning.h"
-#include "cdl/cdl.h"
 #include "motion/apf_cache.h"
 #include "motion/motion_capture.h"
+#include "mray/agent_pose.h"
+#include "mray/parameter_string.h"
 #include "mray/rib_emit.h"
 #include "sim/scene_setup.h"
 #include "sim/simulation.h"
@@ -21,51 +19,23 @@
 namespace mray {
 namespace {
 
-Agent* find_or_load_type(const char* cdl_file) {
-  for (Agent* type = first_agent_type; type != nullptr; type = type->next)
-    if (type->cdl_file != nullptr && std::strcmp(type->cdl_file, cdl_file) == 0) return type;
-  return load_agent_type(cdl_file);
-}
-
-void set_variables(Agent* agent, const ProceduralRecord& record) {
-  for (int i = 0; i < record.pair_count; ++i) {
-    const MrayPair& pair = record.pairs[i];
-    for (UserVar* variable = agent->user_vars; variable; variable = variable->next) {
-      if (variable->name != nullptr && std::strcmp(variable->name, pair.name) == 0) {
-        // A string pair carries the number 0.
-        variable->value = pair.kind == MRAY_PAIR_NUMBER ? pair.number : 0.0f;
-        break;
-      }
-    }
-  }
-}
-
-// The position of the scene's render pass named `name`, or -1.
-int pass_position(const char* name) {
-  int position = 0;
-  for (const RenderPass* pass = render_passes; pass; pass = pass->next, ++position)
-    if (pass->name != nullptr && std::strcmp(pass->name, name) == 0) return position;
-  return -1;
-}
-
-// The flags byte of the agent for the pass: its own byte when it has one, else its type's
-// "render_pass" entry, else 3 (taking part, visible and casting shadows).
-int pass_flags(const Agent* agent, const Agent* type, int pass) {
-  if (agent->pass_flags != nullptr && pass < agent->pass_flag_count) return agent->pass_flags[pass];
-  const auto* passes = static_cast<const ObjectRenderPasses*>(type->render_passes);
-  if (passes != nullptr && pass < passes->count && passes->set != nullptr && passes->set[pass])
-    return passes->flags[pass];
-  return 3;
-}
-
-void pose_and_deform(Agent* agent) {
-  agent_pose_from_channels(agent);
-  agent_deform_geometry(agent);
-}
-
-bool read_pose(Agent* agent, const ProceduralRecord& record, const char* apf_file, int frame) {
+bool read_pose(Agent* agent, const char* apf_file, const char* motion_file, int frame) {
   if (apf_file != nullptr) return apf_cache_read(apf_file, agent) != 0;
-  return record.motion_file != nullptr && amc_read_frame(agent, record.motion_file, frame) != 0;
+  return motion_file != nullptr && amc_read_frame(agent, motion_file, frame) != 0;
+}
+
+// The driver's view of the record: the same strings and pairs, owned by the record.
+MrayRenderArgs render_arguments(const ProceduralRecord& record) {
+  MrayRenderArgs args;
+  init_render_args(&args);
+  args.id = record.id;
+  args.frame = record.frame;
+  args.pair_count = record.pair_count;
+  args.cdl_file = record.cdl_file;
+  args.motion_file = record.motion_file;
+  args.apf_file = record.apf_file;
+  args.pairs = record.pairs;
+  return args;
 }
 
 }  // namespace
@@ -90,53 +60,44 @@ std::string previous_apf_file(const char* apf_file, int frame) {
 
 void subdivide_agent(ProceduralRecord* record, ProceduralState* state) {
   if (record == nullptr || record->cdl_file == nullptr) return;
-  Agent* type = find_or_load_type(record->cdl_file);
-  if (type == nullptr || type->render_agent == nullptr) return;
-  Agent* agent = type->render_agent;
+  Agent* agent = find_render_agent(record->cdl_file);
+  if (agent == nullptr) return;
+  const MrayRenderArgs args = render_arguments(*record);
 
   agent->id = record->id;
   char* remembered_name = agent->name;
-  const std::string own_name = std::string(remembered_name != nullptr ? remembered_name : "") +
-                               "_" + std::to_string(record->id);
-  agent->name = const_cast<char*>(own_name.c_str());
+  std::string own_name = std::string(remembered_name != nullptr ? remembered_name : "") + "_" +
+                         std::to_string(record->id);
+  agent->name = own_name.data();
 
   resetAll();
-  set_variables(agent, *record);
+  set_agent_variables(agent, record->pairs, record->pair_count);
   agent_update_variation(agent);
 
-  const char* pass_name = state->render != nullptr ? state->render->pass_name : nullptr;
-  if (pass_name == nullptr && !state->pass_warning_given) {
+  if ((state->render == nullptr || state->render->pass_name == nullptr) &&
+      !state->pass_warning_given) {
     std::fputs("Warning: renderpass undefined\n", stderr);
     state->pass_warning_given = true;
   }
-  agent->pass_index = pass_name != nullptr ? pass_position(pass_name) : -1;
-  bool included = true;
-  bool matte = false;
-  if (pass_name != nullptr) {
-    const int flags = agent->pass_index >= 0 ? pass_flags(agent, type, agent->pass_index) : 0;
-    included = (flags & 3) != 0;
-    matte = (flags & 4) != 0;
-  }
-
-  if (included) {
+  if (select_render_pass(agent, state->render)) {
     PreviousFrame previous;
     if (state->motion_blur) {
+      // The previous frame's pose cache sits beside the current one.
       bool read = false;
       if (record->apf_file != nullptr) {
         const std::string before = previous_apf_file(record->apf_file, record->frame);
-        read = read_pose(agent, *record, before.c_str(), record->frame - 1);
-        if (!read) read = read_pose(agent, *record, record->apf_file, record->frame);
-      } else {
-        read = read_pose(agent, *record, nullptr, record->frame - 1);
+        read = read_pose(agent, before.c_str(), nullptr, 0);
       }
+      if (!read) read_pose(agent, record->apf_file, record->motion_file, record->frame - 1);
       pose_and_deform(agent);
       for (const RibPiece& piece : agent_pieces(agent))
         previous[piece.node] = piece_pose(agent, piece);
-      (void)read;
     }
-    if (!read_pose(agent, *record, record->apf_file, record->frame) && record->apf_file != nullptr)
-      std::fprintf(stderr, "Warning: Couldn't find APF file %s\n", record->apf_file);
-    pose_and_deform(agent);
+    pose_current_frame(agent, &args);
+    run_geometry_hooks(agent);
+    load_cloth_and_hair(agent, &args, state->motion_blur);
+    const bool matte =
+        agent->pass_index != -1 && (agent_pass_flags(agent, agent->pass_index) & 4) != 0;
 
     // The Ri functions are looked up once per process (again only after a new resolver).
     state->ri = ri_functions();
