@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -63,7 +64,8 @@ ProceduralRecord* parse_procedural_parameters(const char* text, RibOptions* opti
   record->id = -1;
   record->frame = 1;
   const size_t pair_count = (words - 3) / 2;
-  if (pair_count != 0) {
+  // A count beyond what the record's 32-bit field holds is memory not to be had.
+  if (pair_count != 0 && pair_count <= static_cast<size_t>(INT32_MAX)) {
     record->pairs = static_cast<MrayPair*>(std::calloc(pair_count, sizeof(MrayPair)));
     // Without an array there is nothing to fill, so the record claims no pairs.
     if (record->pairs != nullptr) record->pair_count = static_cast<int32_t>(pair_count);

@@ -10,7 +10,9 @@
 #include "agent/mesh.h"
 #include "agent/skeleton.h"
 #include "base/vecmath.h"
+#include "mray/material_output.h"
 #include "mray/rib_shader.h"
+#include "mray/shader_description.h"
 
 namespace mray {
 namespace {
@@ -133,7 +135,7 @@ void emit_material(const RiFunctions& ri, const RibAgent& agent, const RibOption
   if (material != nullptr) {
     matte = matte || material->matte != 0;
     RtColor colour;
-    material_colour_rgb(material->diffuse, colour);
+    material_colour_rgb(material->diffuse, agent.agent, colour);
     ri.Color(colour);
   }
   RtColor opaque = {1, 1, 1};
@@ -145,17 +147,21 @@ void emit_material(const RiFunctions& ri, const RibAgent& agent, const RibOption
       agent.pass_index >= 0 ? material_pass_row(material, agent.pass_index) : nullptr;
   RibShaderCall call;
   bool surface = false;
+  // Descriptions hold the agent's values between single quotes; they are filled in first.
+  auto expanded = [&](const char* description) {
+    return expand_description(description, agent.agent);
+  };
   if (!options.opengl) {
     if (material->rman_surface != nullptr)
-      surface = parse_rman_description(material->rman_surface, &call);
+      surface = parse_rman_description(expanded(material->rman_surface), &call);
     if (!surface && row != nullptr && row->surface != nullptr)
-      surface = parse_pass_description(row->surface, &call);
+      surface = parse_pass_description(expanded(row->surface), &call);
   }
   if (!surface) {
     // The default look: plastic with the material's own colours.
     RtColor ambient, specular;
-    material_colour_rgb(material->ambient, ambient);
-    material_colour_rgb(material->specular, specular);
+    material_colour_rgb(material->ambient, agent.agent, ambient);
+    material_colour_rgb(material->specular, agent.agent, specular);
     call.name = "plastic";
     call.parameters = {
         {"float Ka", {(ambient[0] + ambient[1] + ambient[2]) / 3.0f}, {}},
@@ -170,9 +176,9 @@ void emit_material(const RiFunctions& ri, const RibAgent& agent, const RibOption
   if (options.opengl) return;
   bool displacement = false;
   if (material->rman_displacement != nullptr)
-    displacement = parse_rman_description(material->rman_displacement, &call);
+    displacement = parse_rman_description(expanded(material->rman_displacement), &call);
   if (!displacement && row != nullptr && row->displacement != nullptr)
-    displacement = parse_pass_description(row->displacement, &call);
+    displacement = parse_pass_description(expanded(row->displacement), &call);
   if (!displacement) return;
   if (row != nullptr && row->max_displacement != 0) {
     // The renderer must grow the piece's bound by the largest displacement.
@@ -287,28 +293,6 @@ void emit_piece(const RiFunctions& ri, const RibAgent& agent, const RibOptions& 
 }
 
 }  // namespace
-
-void material_colour_rgb(const MaterialColour& colour, float rgb[3]) {
-  if (colour.model != COLOUR_MODEL_HSV) {
-    for (int i = 0; i < 3; ++i) rgb[i] = colour.value[i];
-    return;
-  }
-  const float s = colour.value[1];
-  const float v = colour.value[2];
-  if (s <= 0) {
-    rgb[0] = rgb[1] = rgb[2] = v;
-    return;
-  }
-  float h = colour.value[0] - std::floor(colour.value[0]);  // hue wraps around at 1
-  h *= 6.0f;
-  const int sector = std::min(static_cast<int>(h), 5);
-  const float f = h - static_cast<float>(sector);
-  const float p = v * (1 - s);
-  const float q = v * (1 - s * f);
-  const float t = v * (1 - s * (1 - f));
-  const float table[6][3] = {{v, t, p}, {q, v, p}, {p, v, t}, {p, q, v}, {t, p, v}, {v, p, q}};
-  for (int i = 0; i < 3; ++i) rgb[i] = table[sector][i];
-}
 
 std::vector<RibPiece> agent_pieces(Agent* agent) {
   std::vector<RibPiece> pieces;

@@ -68,8 +68,4 @@ struct RibEmitResult {
 RibEmitResult emit_agent_rib(const RiFunctions& ri, const RibAgent& agent,
                              const RibOptions& options);
 
-// A colour of a material in red, green and blue: hue, saturation and value (each 0..1) are
-// converted when its colour model says so.
-void material_colour_rgb(const MaterialColour& colour, float rgb[3]);
-
 }  // namespace mray

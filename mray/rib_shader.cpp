@@ -5,33 +5,10 @@
 #include <cstdlib>
 #include <string>
 
+#include "mray/shader_description.h"
+
 namespace mray {
 namespace {
-
-// Splits a description into words at white space; a quoted group ("...") and a bracketed group
-// ([...]) each stay in one word even when they hold blanks. An unterminated group runs to the
-// end of the text.
-std::vector<std::string_view> description_words(std::string_view text) {
-  std::vector<std::string_view> words;
-  size_t at = 0;
-  while (at < text.size()) {
-    while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at]))) ++at;
-    if (at >= text.size()) break;
-    const size_t start = at;
-    bool quoted = false;
-    bool bracketed = false;
-    while (at < text.size()) {
-      const char c = text[at];
-      if (c == '"') quoted = !quoted;
-      if (!quoted && c == '[') bracketed = true;
-      if (!quoted && c == ']') bracketed = false;
-      if (!quoted && !bracketed && std::isspace(static_cast<unsigned char>(c))) break;
-      ++at;
-    }
-    words.push_back(text.substr(start, at - start));
-  }
-  return words;
-}
 
 // The texts between pairs of double quotes in `word`, in order.
 std::vector<std::string> quoted_strings(std::string_view word) {
@@ -89,7 +66,7 @@ bool read_shader_name(const std::vector<std::string_view>& words, RibShaderCall*
 }  // namespace
 
 bool parse_rman_description(std::string_view text, RibShaderCall* call) {
-  const std::vector<std::string_view> words = description_words(text);
+  const std::vector<std::string_view> words = split_description(text);
   if (!read_shader_name(words, call)) return false;
   for (size_t i = 1; i + 1 < words.size(); i += 2) {
     const std::vector<std::string> token = quoted_strings(words[i]);
@@ -107,7 +84,7 @@ bool parse_rman_description(std::string_view text, RibShaderCall* call) {
 }
 
 bool parse_pass_description(std::string_view text, RibShaderCall* call) {
-  const std::vector<std::string_view> words = description_words(text);
+  const std::vector<std::string_view> words = split_description(text);
   if (!read_shader_name(words, call)) return false;
   for (size_t i = 1; i + 2 < words.size(); i += 3) {
     const std::vector<std::string> name = quoted_strings(words[i]);
