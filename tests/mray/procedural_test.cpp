@@ -329,8 +329,28 @@ TEST(Procedural, ShaderDescriptionsBecomeTypedRenderManCalls) {
 }
 
 // Kept last: the pass named here stays this path's pass for the rest of the process.
-TEST(Procedural, AnAgentWithoutThePassIsNotEmitted) {
-  EXPECT_EQ("", subdivide(walker_string(12, " options render_pass nosuch")));
+TEST(Procedural, ThePassFiltersAgentsAndMakesThemMatte) {
+  const fs::path dir = fixture_directory();
+  rib_test::write_file(dir / "ghost.cdl",
+                       "# CDL created with hordera v1.0.0\n"
+                       "object ghost\nrender_pass beauty 5\n"
+                       "segment root\ntranslate 0 1 0\nsegment arm\nparent root\n"
+                       "translate 0 1 0\nbone root\nbone arm\n"
+                       "material veil\nrman_surface \"veil\" \"Kd\" 0.25\n"
+                       "geometry body\nfile body.obj\nweights_file body.w\nmaterial 0\n"
+                       "end object\n");
+  const std::string ghost = "12 " + (dir / "ghost.cdl").string() + " " +
+                            (dir / "frame.5.apf").string() + " 5 options render_pass beauty";
+  const std::vector<rib_test::Request> requests = rib_test::parse_rib(subdivide(ghost));
+  ASSERT_EQ(1u, rib_test::find_requests(requests, "Matte").size());
+  EXPECT_EQ(1, rib_test::find_requests(requests, "Matte")[0]->arguments[0].number);
+  const auto surfaces = rib_test::find_requests(requests, "Surface");
+  ASSERT_EQ(1u, surfaces.size());
+  EXPECT_EQ("veil", surfaces[0]->arguments[0].text);
+  ASSERT_NE(nullptr, surfaces[0]->parameter("float Kd"));
+  EXPECT_EQ(std::vector<double>{0.25}, surfaces[0]->parameter("float Kd")->numbers);
+  // The walker's agent file names no pass, so it takes no part in "beauty".
+  EXPECT_EQ("", subdivide(walker_string(12)));
 }
 
 }  // namespace
