@@ -90,8 +90,9 @@ void subdivide_agent(ProceduralRecord* record, ProceduralState* state) {
       }
       if (!read) read_pose(agent, record->apf_file, record->motion_file, record->frame - 1);
       pose_and_deform(agent);
+      // Cloth and hair are not loaded yet: their loaders give both frames later.
       for (const RibPiece& piece : agent_pieces(agent))
-        previous[piece.node] = piece_pose(agent, piece);
+        if (!piece.from_cache) previous[piece.key] = piece_pose(agent, piece);
     }
     pose_current_frame(agent, &args);
     run_geometry_hooks(agent);

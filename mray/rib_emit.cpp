@@ -193,17 +193,17 @@ void emit_material(const RiFunctions& ri, const RibAgent& agent, const RibOption
 }
 
 // One mesh call (PointsPolygons or SubdivisionMesh) with its primitive variables.
-void emit_mesh(const RiFunctions& ri, const RibOptions& options, const GeometryNode& node,
+void emit_mesh(const RiFunctions& ri, const RibOptions& options, const RibPiece& piece,
                const Topology& topology, const PiecePose& pose, const std::vector<float>& st,
                const std::vector<Vector>* rest, const std::vector<Vector>* velocity) {
   ParameterList list;
   list.add("P", pose.points.data());
-  const bool subdivision = node.mesh->kind == MESH_SUBDIVISION || node.subdiv != 0;
+  const bool subdivision = piece.subdivision;
   std::vector<Vector> normals;
   if (!subdivision && pose.normals.size() == pose.points.size()) {
     // The renderer receives the normals negated unless the node's orientation flag is set.
     normals = pose.normals;
-    if (!node.flip_normals)
+    if (!piece.flip_normals)
       for (Vector& n : normals) n = {-n.x, -n.y, -n.z};
     list.add("N", normals.data());
   }
@@ -219,7 +219,7 @@ void emit_mesh(const RiFunctions& ri, const RibOptions& options, const GeometryN
     std::vector<RtToken> tags;
     std::vector<RtInt> arguments;
     std::vector<RtInt> integers;
-    if (node.interpolateboundary != 0) {
+    if (piece.interpolate_boundary) {
       tags.push_back(const_cast<char*>("interpolateboundary"));
       arguments = {0, 0};
     }
@@ -233,8 +233,7 @@ void emit_mesh(const RiFunctions& ri, const RibOptions& options, const GeometryN
 
 void emit_piece(const RiFunctions& ri, const RibAgent& agent, const RibOptions& options,
                 const RibPiece& piece, RibEmitResult* result) {
-  const GeometryNode& node = *piece.node;
-  const Mesh& mesh = *node.mesh;
+  const Mesh& mesh = *piece.mesh;
   const Topology topology = mesh_topology(mesh);
   if (topology.counts.empty()) return;
   const PiecePose current = piece_pose(agent.agent, piece);
@@ -249,41 +248,45 @@ void emit_piece(const RiFunctions& ri, const RibAgent& agent, const RibOptions& 
     }
   }
   std::vector<Vector> rest;
-  const Mesh* rest_mesh = node.rest_mesh;
+  const Mesh* rest_mesh = piece.rest;
   if (rest_mesh != nullptr && rest_mesh->point_count == mesh.point_count && rest_mesh->points)
     rest.assign(rest_mesh->points, rest_mesh->points + rest_mesh->point_count);
 
   const PiecePose* previous = nullptr;
-  if (agent.motion_blur && agent.previous != nullptr) {
-    auto found = agent.previous->find(&node);
+  PiecePose own_previous;
+  if (agent.motion_blur && piece.previous_points != nullptr) {
+    own_previous.points.assign(piece.previous_points, piece.previous_points + mesh.point_count);
+    previous = &own_previous;
+  } else if (agent.motion_blur && agent.previous != nullptr && !piece.from_cache) {
+    auto found = agent.previous->find(piece.key);
     if (found != agent.previous->end() && found->second.points.size() == current.points.size())
       previous = &found->second;
   }
 
   const Agent* type = agent_type_of(agent.agent);
   const Material* material =
-      node.material >= 0 ? find_material(const_cast<Agent*>(type), node.material) : nullptr;
+      piece.material >= 0 ? find_material(const_cast<Agent*>(type), piece.material) : nullptr;
 
   ri.AttributeBegin();
   emit_material(ri, agent, options, material);
   const std::vector<Vector>* pref = rest.empty() ? nullptr : &rest;
   if (previous == nullptr) {
-    emit_mesh(ri, options, node, topology, current, st, pref, nullptr);
+    emit_mesh(ri, options, piece, topology, current, st, pref, nullptr);
   } else if (options.velocity) {
     std::vector<Vector> velocity(current.points.size());
     for (size_t i = 0; i < velocity.size(); ++i)
       velocity[i] = {current.points[i].x - previous->points[i].x,
                      current.points[i].y - previous->points[i].y,
                      current.points[i].z - previous->points[i].z};
-    emit_mesh(ri, options, node, topology, current, st, pref, &velocity);
+    emit_mesh(ri, options, piece, topology, current, st, pref, &velocity);
   } else {
     RtFloat times[2] = {0, 1};
     ri.MotionBeginV(2, times);
     PiecePose before = *previous;
     // The previous frame keeps the current normals when it has none of its own.
     if (before.normals.size() != before.points.size()) before.normals = current.normals;
-    emit_mesh(ri, options, node, topology, before, st, pref, nullptr);
-    emit_mesh(ri, options, node, topology, current, st, pref, nullptr);
+    emit_mesh(ri, options, piece, topology, before, st, pref, nullptr);
+    emit_mesh(ri, options, piece, topology, current, st, pref, nullptr);
     ri.MotionEnd();
     extend(result, previous->points);
   }
@@ -301,29 +304,58 @@ std::vector<RibPiece> agent_pieces(Agent* agent) {
   auto usable = [](const GeometryNode* node) {
     return node != nullptr && !node->disabled && mesh_is_usable(node->mesh);
   };
+  auto geometry = [](GeometryNode* node, Segment* segment) {
+    return RibPiece{node,
+                    node->mesh,
+                    node->rest_mesh,
+                    segment,
+                    node->material,
+                    node->flip_normals != 0,
+                    node->subdiv != 0 || node->mesh->kind == MESH_SUBDIVISION,
+                    node->interpolateboundary != 0,
+                    nullptr,
+                    false};
+  };
+  auto cloth = [](ClothNode* node) {
+    return RibPiece{node,    node->mesh,     nullptr,
+                    nullptr, node->material, false,
+                    false,   false,          node->previous_points,
+                    true};
+  };
   for (GeometryNode* node = type->geometry_nodes; node; node = node->next)
-    if (usable(node) && node->selector == nullptr && node->bones) pieces.push_back({node, nullptr});
+    if (usable(node) && node->selector == nullptr && node->bones)
+      pieces.push_back(geometry(node, nullptr));
   for (GeometryNode* node = type->geometry_nodes; node; node = node->next) {
     if (!usable(node) || node->selector != nullptr || node->bones) continue;
     if (node->attach_count < 1 || node->attach_segments == nullptr) continue;
     Segment* segment = own_segment(agent, node->attach_segments[0]);
-    if (segment != nullptr) pieces.push_back({node, segment});
+    if (segment != nullptr) pieces.push_back(geometry(node, segment));
   }
   for (OptionNode* option = type->option_nodes; option; option = option->next) {
     if (option->disabled || option->alternative_count < 1 || option->alternatives == nullptr)
       continue;
     const OptionAlternative& chosen = option->alternatives[option_choice(option)];
+    if (chosen.kind == OPTION_CLOTH && chosen.cloth != nullptr &&
+        mesh_is_usable(chosen.cloth->mesh))
+      pieces.push_back(cloth(chosen.cloth));
     if (chosen.kind != OPTION_GEOMETRY || !usable(chosen.geometry)) continue;
     Segment* segment =
         option->attach_segment != nullptr ? own_segment(agent, option->attach_segment) : nullptr;
-    pieces.push_back({chosen.geometry, segment});
+    pieces.push_back(geometry(chosen.geometry, segment));
   }
+  for (ClothNode* node = type->cloth_nodes; node; node = node->next)
+    if (!node->switched_off && node->selector == nullptr && mesh_is_usable(node->mesh))
+      pieces.push_back(cloth(node));
+  for (HairNode* node = type->hair_nodes; node; node = node->next)
+    if (mesh_is_usable(node->mesh))
+      pieces.push_back(RibPiece{node, node->mesh, nullptr, nullptr, node->material, false, false,
+                                false, node->previous_points, true});
   return pieces;
 }
 
 PiecePose piece_pose(Agent* agent, const RibPiece& piece) {
   PiecePose pose;
-  const Mesh& mesh = *piece.node->mesh;
+  const Mesh& mesh = *piece.mesh;
   pose.points.assign(mesh.points, mesh.points + mesh.point_count);
   if ((mesh.flags & MESH_HAS_NORMALS) && mesh.normals != nullptr)
     pose.normals.assign(mesh.normals, mesh.normals + mesh.point_count);

@@ -14,10 +14,19 @@
 namespace mray {
 
 // One renderable piece of an agent: a geometry node's deformed mesh, in world space either as
-// the skin left it (no segment) or carried rigidly by a segment of the agent.
+// the skin left it (no segment) or carried rigidly by a segment of the agent; or a cloth or hair
+// piece's render mesh for the frame, in world space as its loader left it.
 struct RibPiece {
-  GeometryNode* node;
-  Segment* segment;  // the agent's segment that carries the piece, or null for skinned geometry
+  const void* key;    // the node the piece comes from; keys the previous frame's pose
+  const Mesh* mesh;   // the deformed (or loaded) mesh
+  const Mesh* rest;   // the rest pose written as "Pref", or null
+  Segment* segment;   // the agent's segment that carries the piece, or null
+  int32_t material;   // material number, -1 for none
+  bool flip_normals;  // the node's orientation flag: normals go over as stored
+  bool subdivision;   // written as a subdivision surface
+  bool interpolate_boundary;
+  const Vector* previous_points;  // a cloth or hair piece's own previous frame, or null
+  bool from_cache;                // a cloth or hair piece: its loader gives both frames
 };
 
 // World-space points and normals of one piece for one frame.
@@ -26,13 +35,13 @@ struct PiecePose {
   std::vector<Vector> normals;
 };
 
-// The pose of each piece on the previous frame, by geometry node.
-using PreviousFrame = std::unordered_map<const GeometryNode*, PiecePose>;
+// The pose of each piece on the previous frame, by the node it comes from.
+using PreviousFrame = std::unordered_map<const void*, PiecePose>;
 
 // The pieces of `agent` in output order: geometry bound to the skeleton, then geometry carried by
 // a segment, both in the type's list order, then the chosen alternative of each geometry
-// selector. Disabled nodes, nodes without a mesh and nodes that only a selector outputs are left
-// out.
+// selector, the cloth pieces and the hair pieces. Disabled nodes, nodes without a mesh, cloth
+// switched off and nodes that only a selector outputs are left out.
 std::vector<RibPiece> agent_pieces(Agent* agent);
 
 // The world-space points and normals of a piece for the agent's current pose. A piece carried
