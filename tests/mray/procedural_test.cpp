@@ -338,9 +338,10 @@ TEST(Procedural, ThePassFiltersAgentsAndMakesThemMatte) {
                        "translate 0 1 0\nbone root\nbone arm\n"
                        "material veil\nrman_surface \"veil\" \"Kd\" 0.25\n"
                        "geometry body\nfile body.obj\nweights_file body.w\nmaterial 0\n"
-                       "end object\n");
+                       "subdiv\ninterpolateboundary 1\nend object\n");
   const std::string ghost = "12 " + (dir / "ghost.cdl").string() + " " +
-                            (dir / "frame.5.apf").string() + " 5 options render_pass beauty";
+                            (dir / "frame.5.apf").string() +
+                            " 5 options render_pass beauty motion_blur 0";
   const std::vector<rib_test::Request> requests = rib_test::parse_rib(subdivide(ghost));
   ASSERT_EQ(1u, rib_test::find_requests(requests, "Matte").size());
   EXPECT_EQ(1, rib_test::find_requests(requests, "Matte")[0]->arguments[0].number);
@@ -349,6 +350,14 @@ TEST(Procedural, ThePassFiltersAgentsAndMakesThemMatte) {
   EXPECT_EQ("veil", surfaces[0]->arguments[0].text);
   ASSERT_NE(nullptr, surfaces[0]->parameter("float Kd"));
   EXPECT_EQ(std::vector<double>{0.25}, surfaces[0]->parameter("float Kd")->numbers);
+  // Subdivision geometry: the cage with its boundary tag, and no normals.
+  EXPECT_TRUE(rib_test::find_requests(requests, "PointsPolygons").empty());
+  const auto cages = rib_test::find_requests(requests, "SubdivisionMesh");
+  ASSERT_EQ(1u, cages.size());
+  EXPECT_EQ("catmull-clark", cages[0]->arguments[0].text);
+  EXPECT_EQ(std::vector<std::string>{"interpolateboundary"}, cages[0]->arguments[3].strings);
+  expect_numbers(rib_test::walker_points(5), cages[0]->parameter("P"), "cage P");
+  EXPECT_EQ(nullptr, cages[0]->parameter("N"));
   // The walker's agent file names no pass, so it takes no part in "beauty".
   EXPECT_EQ("", subdivide(walker_string(12)));
 }
