@@ -4,6 +4,7 @@
 #include <elf.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/rib_writer.h"
@@ -245,6 +247,39 @@ TEST(Procedural, EmitsThePosedAgentWithItsMaterialMotionAndRestPose) {
   const auto other = rib_test::find_requests(parsed_third, "PointsPolygons");
   ASSERT_EQ(1u, other.size());
   expect_numbers(rib_test::walker_points(15), other[0]->parameter("P"), "P of agent 3");
+}
+
+// A renderer may subdivide from several threads; agents of one type share a render agent, so
+// each must still come out whole with its own pose.
+TEST(Procedural, AgentsSubdividedFromSeveralThreadsKeepTheirOwnPose) {
+  std::ostringstream out;
+  host::RibWriter writer(out);
+  host::RibWriter* previous = host::set_rib_writer(&writer);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      for (int i = 0; i < 4; ++i) {
+        ProceduralRecord* record =
+            convert(walker_string((t + i) % 2 ? 3 : 12, " options motion_blur 0"));
+        Subdivide(record, 1.0f);
+        Free(record);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  host::set_rib_writer(previous);
+
+  const std::vector<rib_test::Request> requests = rib_test::parse_rib(out.str());
+  int counts[2] = {0, 0};
+  const std::vector<double> places[2] = {rib_test::walker_points(5), rib_test::walker_points(15)};
+  for (const rib_test::Request* mesh : rib_test::find_requests(requests, "PointsPolygons")) {
+    const rib_test::Value* points = mesh->parameter("P");
+    ASSERT_NE(nullptr, points);
+    for (int agent = 0; agent < 2; ++agent)
+      if (points->numbers.size() == 12 && std::abs(points->numbers[0] - places[agent][0]) < 1e-5)
+        ++counts[agent];
+  }
+  EXPECT_EQ(8, counts[0]);
+  EXPECT_EQ(8, counts[1]);
 }
 
 TEST(Procedural, NothingIsEmittedForAnUnloadableAgentOrMissingRiFunctions) {
