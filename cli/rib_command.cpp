@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -26,8 +27,38 @@ struct RibCommandOptions {
   std::string scene;
   std::string output;
   std::string plugin;
+  std::string frames;  // "A-B" or "A": one scene and one RIB per frame, '#' standing for it
   bool expand = false;
 };
+
+// `pattern` with every '#' replaced by the frame number.
+std::string for_frame(const std::string& pattern, int frame) {
+  std::string out;
+  for (char c : pattern) {
+    if (c == '#')
+      out += std::to_string(frame);
+    else
+      out.push_back(c);
+  }
+  return out;
+}
+
+// Reads "A-B" or "A" into the first and last frame; false for anything else or B before A.
+bool read_frame_range(const std::string& text, int* first, int* last) {
+  char* end = nullptr;
+  const long a = std::strtol(text.c_str(), &end, 10);
+  if (end == text.c_str()) return false;
+  long b = a;
+  if (*end == '-') {
+    const char* rest = end + 1;
+    b = std::strtol(rest, &end, 10);
+    if (end == rest) return false;
+  }
+  if (*end != '\0' || b < a || a < INT_MIN / 2 || b > INT_MAX / 2) return false;
+  *first = static_cast<int>(a);
+  *last = static_cast<int>(b);
+  return true;
+}
 
 // The procedural entry points of a loaded plug-in.
 struct Procedural {
@@ -225,5 +256,36 @@ void add_rib_command(CLI::App& app) {
   command->add_option("--plugin", options->plugin,
                       "Plug-in to use (default: hordera.so beside this program, else the one of "
                       "the build tree)");
-  command->callback([options] { command_exit_status = run_rib(*options); });
+  command->add_option("--frames", options->frames,
+                      "Frames A-B (or one frame A): SCENE and the output name hold '#' for the "
+                      "frame number; each frame gets its own RIB, and the exit code is not 0 "
+                      "when any frame failed");
+  command->callback([options] {
+    if (options->frames.empty()) {
+      command_exit_status = run_rib(*options);
+      return;
+    }
+    int first = 0;
+    int last = 0;
+    if (!read_frame_range(options->frames, &first, &last)) {
+      std::fprintf(stderr, "error: --frames %s: expected A-B or A, with A not after B\n",
+                   options->frames.c_str());
+      command_exit_status = 1;
+      return;
+    }
+    if (options->scene.find('#') == std::string::npos ||
+        options->output.find('#') == std::string::npos) {
+      std::fprintf(stderr, "error: --frames needs '#' in SCENE and in the output name\n");
+      command_exit_status = 1;
+      return;
+    }
+    int status = 0;
+    for (int frame = first; frame <= last; ++frame) {
+      RibCommandOptions one = *options;
+      one.scene = for_frame(options->scene, frame);
+      one.output = for_frame(options->output, frame);
+      if (run_rib(one) != 0) status = 1;
+    }
+    command_exit_status = status;
+  });
 }

@@ -125,7 +125,7 @@ TEST(RibCommand, BoundsHoldWhatTheProceduralsEmitAndTheFrameIsComplete) {
   EXPECT_EQ("crowd.tif", rib_test::find_requests(calls, "Display")[0]->arguments[0].text);
 }
 
-TEST(RibCommand, BadScenesFailWithTheirName) {
+TEST(RibCommand, BadScenesAndFramesFailWithTheirName) {
   fs::create_directories(work_directory());
   std::string errors;
   const std::string out = (work_directory() / "never.rib").string();
@@ -135,6 +135,17 @@ TEST(RibCommand, BadScenesFailWithTheirName) {
   EXPECT_NE(0, run("rib " + (work_directory() / "empty.mi").string() + " -o " + out, &errors));
   EXPECT_NE(std::string::npos, errors.find("holds no crowd instance")) << errors;
   EXPECT_FALSE(fs::exists(out));
+
+  // A range of frames: a frame whose scene is missing fails, the others are still written.
+  fs::copy_file(write_scene(), work_directory() / "crowd.5.mi",
+                fs::copy_options::overwrite_existing);
+  const std::string frames = (work_directory() / "frames.#.rib").string();
+  EXPECT_NE(0,
+            run("rib " + (work_directory() / "crowd.#.mi").string() + " --frames 4-5 -o " + frames,
+                &errors));
+  EXPECT_NE(std::string::npos, errors.find("crowd.4.mi")) << errors;
+  EXPECT_FALSE(fs::exists(work_directory() / "frames.4.rib"));
+  EXPECT_TRUE(fs::exists(work_directory() / "frames.5.rib"));
 }
 
 TEST(RibWriter, BadCallsAreLeftOutAndStringsQuoted) {
