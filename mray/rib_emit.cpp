@@ -193,9 +193,9 @@ void emit_material(const RiFunctions& ri, const RibAgent& agent, const RibOption
 }
 
 // One mesh call (PointsPolygons or SubdivisionMesh) with its primitive variables.
-void emit_mesh(const RiFunctions& ri, const RibOptions& options, const RibPiece& piece,
-               const Topology& topology, const PiecePose& pose, const std::vector<float>& st,
-               const std::vector<Vector>* rest, const std::vector<Vector>* velocity) {
+void emit_mesh(const RiFunctions& ri, const RibPiece& piece, const Topology& topology,
+               const PiecePose& pose, const std::vector<float>& st, const std::vector<Vector>* rest,
+               const std::vector<Vector>* velocity) {
   ParameterList list;
   list.add("P", pose.points.data());
   const bool subdivision = piece.subdivision;
@@ -210,7 +210,6 @@ void emit_mesh(const RiFunctions& ri, const RibOptions& options, const RibPiece&
   if (!st.empty()) list.add("facevarying float[2] st", st.data());
   if (rest != nullptr) list.add("Pref", rest->data());
   if (velocity != nullptr) list.add("varying vector dPdtime", velocity->data());
-  (void)options;
 
   auto* counts = const_cast<RtInt*>(topology.counts.data());
   auto* indices = const_cast<RtInt*>(topology.indices.data());
@@ -271,22 +270,22 @@ void emit_piece(const RiFunctions& ri, const RibAgent& agent, const RibOptions& 
   emit_material(ri, agent, options, material);
   const std::vector<Vector>* pref = rest.empty() ? nullptr : &rest;
   if (previous == nullptr) {
-    emit_mesh(ri, options, piece, topology, current, st, pref, nullptr);
+    emit_mesh(ri, piece, topology, current, st, pref, nullptr);
   } else if (options.velocity) {
     std::vector<Vector> velocity(current.points.size());
     for (size_t i = 0; i < velocity.size(); ++i)
       velocity[i] = {current.points[i].x - previous->points[i].x,
                      current.points[i].y - previous->points[i].y,
                      current.points[i].z - previous->points[i].z};
-    emit_mesh(ri, options, piece, topology, current, st, pref, &velocity);
+    emit_mesh(ri, piece, topology, current, st, pref, &velocity);
   } else {
     RtFloat times[2] = {0, 1};
     ri.MotionBeginV(2, times);
     PiecePose before = *previous;
     // The previous frame keeps the current normals when it has none of its own.
     if (before.normals.size() != before.points.size()) before.normals = current.normals;
-    emit_mesh(ri, options, piece, topology, before, st, pref, nullptr);
-    emit_mesh(ri, options, piece, topology, current, st, pref, nullptr);
+    emit_mesh(ri, piece, topology, before, st, pref, nullptr);
+    emit_mesh(ri, piece, topology, current, st, pref, nullptr);
     ri.MotionEnd();
     extend(result, previous->points);
   }
@@ -353,7 +352,7 @@ std::vector<RibPiece> agent_pieces(Agent* agent) {
   return pieces;
 }
 
-PiecePose piece_pose(Agent* agent, const RibPiece& piece) {
+PiecePose piece_pose(Agent* /*agent*/, const RibPiece& piece) {
   PiecePose pose;
   const Mesh& mesh = *piece.mesh;
   pose.points.assign(mesh.points, mesh.points + mesh.point_count);
@@ -369,7 +368,6 @@ PiecePose piece_pose(Agent* agent, const RibPiece& piece) {
   float world[16];
   worldSpace(piece.segment, world);
   matrix_mul_full(carry, world);
-  (void)agent;
   for (Vector& p : pose.points) p = transform_point(p, carry);
   for (Vector& n : pose.normals) n = transform_direction(n, carry);
   return pose;
