@@ -3,6 +3,8 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <thread>
 
 // Exit status of the subcommand that ran; 0 only on success.
 extern int command_exit_status;
@@ -11,5 +13,12 @@ extern int command_exit_status;
 void add_inspect_command(CLI::App& app);
 // `hordera info AGENT.cdl`: summarises an agent file and the warnings its reading printed.
 void add_info_command(CLI::App& app);
+// `hordera dump SCENE`: drives the plug-in through a scene and prints the scene database.
+void add_dump_command(CLI::App& app);
 // `hordera rib SCENE -o out.rib`: writes the crowd as RIB for a RenderMan-compliant renderer.
 void add_rib_command(CLI::App& app);
+
+// The plug-in beside this executable, else the one of the build tree.
+std::string default_plugin_path();
+// The number of render threads by default: the machine's cores.
+int default_thread_count();

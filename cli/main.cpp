@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
   app.fallthrough();
   add_inspect_command(app);
   add_info_command(app);
+  add_dump_command(app);
   add_rib_command(app);
 
   CLI11_PARSE(app, argc, argv);

@@ -68,16 +68,7 @@ struct Procedural {
 };
 
 std::string plugin_path_for(const std::string& given) {
-  if (!given.empty()) return given;
-  char self[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length > 0) {
-    self[length] = '\0';
-    const std::filesystem::path beside = std::filesystem::path(self).parent_path() / "hordera.so";
-    std::error_code ignored;
-    if (std::filesystem::exists(beside, ignored)) return beside.string();
-  }
-  return HORDERA_PLUGIN_BUILD_PATH;
+  return given.empty() ? default_plugin_path() : given;
 }
 
 bool load_procedural(const std::string& path, Procedural* procedural, std::string* error) {

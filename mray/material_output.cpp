@@ -40,9 +40,13 @@ void declare_matte_shader() {
   MI_CALL(mi_api_funcdecl_end);
 }
 
+// The surface of a matte material: a shader call named "hordera_matte" when the scene has one,
+// else a new parameterless call of the shader. The name also finds the declaration, which a
+// material cannot use as its shader, so only a call counts as found.
 miTag matte_shader() {
   declare_matte_shader();
-  if (const miTag known = lookup_in_scope(kMatteShader); known != miNULLTAG) return known;
+  const miTag known = lookup_in_scope(kMatteShader);
+  if (known != miNULLTAG && MI_CALL(mi_db_type, known) == miSCENE_FUNCTION) return known;
   MI_CALL(mi_api_function_call, MRAY_STRDUP(kMatteShader));
   return MI_CALL(mi_api_function_call_end, miNULLTAG);
 }

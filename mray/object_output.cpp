@@ -165,14 +165,13 @@ void write_polygons(const ObjectPiece& piece, const ObjectVectors& vectors, miTa
   MI_CALL(mi_api_object_group_end);
 }
 
-// The subdivision surface: one vertex per point (the cage shares its points between faces), the
-// faces by point, then the approximation of the limit surface.
+// The subdivision surface: inside one object group, the points (and motion vectors) and one
+// vertex per point (the cage shares its points between faces), then the Catmull-Clark mesh whose
+// faces index those vertices, and the approximation of its limit surface.
 void write_subdivision(const ObjectPiece& piece, const ObjectVectors& vectors, miTag material,
                        bool motion_blur) {
   const Mesh& mesh = *piece.mesh;
-  miApi_ccmesh_options options{static_cast<miUint>(mesh.polygon_count),
-                               static_cast<miUint>(mesh.point_count)};
-  MI_CALL(mi_api_ccmesh_begin, MRAY_STRDUP("ccmesh"), &options);
+  MI_CALL(mi_api_object_group_begin, 0.0);
   for (const miVector& point : vectors.points) add_vector(point);
   if (motion_blur)
     for (const miVector& motion : vectors.motion) add_vector(motion);
@@ -180,6 +179,9 @@ void write_subdivision(const ObjectPiece& piece, const ObjectVectors& vectors, m
     MI_CALL(mi_api_vertex_add, p);
     if (motion_blur) MI_CALL(mi_api_vertex_motion_add, mesh.point_count + p);
   }
+  miApi_ccmesh_options options{static_cast<miUint>(mesh.polygon_count),
+                               static_cast<miUint>(mesh.point_count)};
+  MI_CALL(mi_api_ccmesh_begin, MRAY_STRDUP("ccmesh"), &options);
   std::vector<miUint> indices;
   for (int32_t i = 0; i < mesh.polygon_count; ++i) {
     const MeshPolygon& polygon = mesh.polygons[i];
@@ -194,6 +196,7 @@ void write_subdivision(const ObjectPiece& piece, const ObjectVectors& vectors, m
   approx.max = 0x7fffffffu;
   MI_CALL(mi_api_ccmesh_approx, MRAY_STRDUP("ccmesh"), &approx);
   MI_CALL(mi_api_ccmesh_end);
+  MI_CALL(mi_api_object_group_end);
 }
 
 // The agent's own segment standing for a segment of its agent type.

@@ -78,8 +78,9 @@ Vector transform_direction(const Vector& v, const float* m) {
 // The segment of `agent` that stands for the type's segment `segment`.
 Segment* own_segment(Agent* agent, Segment* segment) {
   if (segment == nullptr || segment->agent == agent) return segment;
-  Segment* own = segment->name != nullptr ? findSegment(agent, segment->name) : nullptr;
-  return own != nullptr ? own : segment;
+  for (Segment* own = agent->segments; own != nullptr; own = own->next)
+    if (own->source == segment) return own;
+  return segment->name != nullptr ? findSegment(agent, segment->name) : nullptr;
 }
 
 bool mesh_is_usable(const Mesh* mesh) {
@@ -326,8 +327,11 @@ std::vector<RibPiece> agent_pieces(Agent* agent) {
       pieces.push_back(geometry(node, nullptr));
   for (GeometryNode* node = type->geometry_nodes; node; node = node->next) {
     if (!usable(node) || node->selector != nullptr || node->bones) continue;
-    if (node->attach_count < 1 || node->attach_segments == nullptr) continue;
-    Segment* segment = own_segment(agent, node->attach_segments[0]);
+    // The first segment of the attach list that exists carries the node.
+    Segment* attached = nullptr;
+    for (int32_t i = 0; i < node->attach_count && attached == nullptr; ++i)
+      if (node->attach_segments != nullptr) attached = node->attach_segments[i];
+    Segment* segment = own_segment(agent, attached);
     if (segment != nullptr) pieces.push_back(geometry(node, segment));
   }
   for (OptionNode* option = type->option_nodes; option; option = option->next) {
@@ -360,14 +364,9 @@ PiecePose piece_pose(Agent* /*agent*/, const RibPiece& piece) {
     pose.normals.assign(mesh.normals, mesh.normals + mesh.point_count);
   if (piece.segment == nullptr) return pose;
 
-  // Rest-pose agent space into the segment's rest space, then out through its world transform.
-  Segment* rest_segment = piece.segment->source != nullptr ? piece.segment->source : piece.segment;
+  // The mesh is in the segment's own space, as the mental ray output takes it.
   float carry[16];
-  agentSpaceRest(rest_segment, carry);
-  if (!hordera::matrix_invert(carry)) hordera::matrix_identity(carry);
-  float world[16];
-  worldSpace(piece.segment, world);
-  matrix_mul_full(carry, world);
+  worldSpace(piece.segment, carry);
   for (Vector& p : pose.points) p = transform_point(p, carry);
   for (Vector& n : pose.normals) n = transform_direction(n, carry);
   return pose;

@@ -45,8 +45,8 @@ using PreviousFrame = std::unordered_map<const void*, PiecePose>;
 std::vector<RibPiece> agent_pieces(Agent* agent);
 
 // The world-space points and normals of a piece for the agent's current pose. A piece carried
-// by a segment moves with it from its rest place: rest-pose agent space, into the segment's rest
-// space, then out through the segment's current world transform.
+// by a segment is in the segment's own space and goes out through its world transform, as the
+// mental ray output takes it.
 PiecePose piece_pose(Agent* agent, const RibPiece& piece);
 
 // What the emission of one agent needs besides the options.

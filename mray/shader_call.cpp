@@ -151,7 +151,9 @@ miTag build_shader_call(const char* description, const char* call_name) {
     const size_t close = open == std::string_view::npos ? open : text.find('"', open + 1);
     if (close == std::string_view::npos) return miNULLTAG;
     const std::string shader(text.substr(open + 1, close - open - 1));
-    if (const miTag known = lookup_in_scope(shader.c_str()); known != miNULLTAG) return known;
+    // A shader call of that name is used as it is; a declaration of that name is called anew.
+    const miTag known = lookup_in_scope(shader.c_str());
+    if (known != miNULLTAG && MI_CALL(mi_db_type, known) == miSCENE_FUNCTION) return known;
     MI_CALL(mi_api_function_call, renderer_copy(shader));
     return end_call(call_name);
   }

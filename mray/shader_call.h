@@ -23,7 +23,7 @@ enum DescriptionCode : int {
 
 // Builds the shader call a description asks for and names it `call_name`; returns its tag, or 0
 // when the description names no shader. A description without parameters that names a shader
-// already known in the current scope returns that shader's tag and makes nothing new.
+// call already known in the current scope returns that call's tag and makes nothing new.
 miTag build_shader_call(const char* description, const char* call_name);
 
 // The name of the texture declared for an image file: the flattened file name with "_tex". The
