@@ -19,6 +19,8 @@ void add_simulate_command(CLI::App& app);
 void add_example_command(CLI::App& app);
 // `hordera dump SCENE`: drives the plug-in through a scene and prints the scene database.
 void add_dump_command(CLI::App& app);
+// `hordera rib SCENE -o out.rib`: writes the crowd as RIB for a RenderMan-compliant renderer.
+void add_rib_command(CLI::App& app);
 
 // The plug-in beside this executable, else the one of the build tree.
 std::string default_plugin_path();

@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
   add_simulate_command(app);
   add_example_command(app);
   add_dump_command(app);
+  add_rib_command(app);
 
   CLI11_PARSE(app, argc, argv);
   if (app.get_subcommands().empty()) {

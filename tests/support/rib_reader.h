@@ -1,0 +1,123 @@
+// A small RIB reader for tests: splits RIB text into requests (a keyword and its arguments:
+// numbers, strings and bracketed lists of either), skipping comments, so that tests can check
+// what a RIB writer produced without trusting the writer.
+#pragma once
+
+#include <cctype>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rib_test {
+
+struct Value {
+  bool is_list = false;
+  bool is_string = false;
+  double number = 0;
+  std::string text;
+  std::vector<double> numbers;       // a list of numbers
+  std::vector<std::string> strings;  // a list of strings
+};
+
+struct Request {
+  std::string keyword;
+  std::vector<Value> arguments;
+  // The list that follows the string argument `token` (a primitive variable or shader
+  // parameter), or null.
+  const Value* parameter(std::string_view token) const {
+    for (size_t i = 0; i + 1 < arguments.size(); ++i)
+      if (arguments[i].is_string && !arguments[i].is_list && arguments[i].text == token)
+        return &arguments[i + 1];
+    return nullptr;
+  }
+};
+
+inline std::string read_string(std::string_view text, size_t* at) {
+  std::string out;
+  ++*at;  // opening quote
+  while (*at < text.size() && text[*at] != '"') {
+    if (text[*at] == '\\' && *at + 1 < text.size()) {
+      ++*at;
+      out.push_back(text[*at] == 'n' ? '\n' : text[*at]);
+    } else {
+      out.push_back(text[*at]);
+    }
+    ++*at;
+  }
+  ++*at;  // closing quote
+  return out;
+}
+
+inline double read_number(std::string_view text, size_t* at) {
+  const std::string rest(text.substr(*at, 64));
+  char* end = nullptr;
+  const double value = std::strtod(rest.c_str(), &end);
+  *at += static_cast<size_t>(end - rest.c_str());
+  return value;
+}
+
+inline bool starts_number(char c) {
+  return std::isdigit(static_cast<unsigned char>(c)) || c == '-' || c == '+' || c == '.';
+}
+
+// The requests of `text`, in order; comments ("#" to the end of the line) are skipped.
+inline std::vector<Request> parse_rib(std::string_view text) {
+  std::vector<Request> requests;
+  size_t at = 0;
+  while (at < text.size()) {
+    const char c = text[at];
+    if (std::isspace(static_cast<unsigned char>(c))) {
+      ++at;
+    } else if (c == '#') {
+      while (at < text.size() && text[at] != '\n') ++at;
+    } else if (c == '"') {
+      Value value;
+      value.is_string = true;
+      value.text = read_string(text, &at);
+      if (!requests.empty()) requests.back().arguments.push_back(value);
+    } else if (c == '[') {
+      Value value;
+      value.is_list = true;
+      ++at;
+      while (at < text.size() && text[at] != ']') {
+        if (std::isspace(static_cast<unsigned char>(text[at]))) {
+          ++at;
+        } else if (text[at] == '"') {
+          value.is_string = true;
+          value.strings.push_back(read_string(text, &at));
+        } else if (starts_number(text[at])) {
+          value.numbers.push_back(read_number(text, &at));
+        } else {
+          ++at;  // not RIB: skipped
+        }
+      }
+      ++at;
+      if (!requests.empty()) requests.back().arguments.push_back(value);
+    } else if (starts_number(c)) {
+      Value value;
+      value.number = read_number(text, &at);
+      if (!requests.empty()) requests.back().arguments.push_back(value);
+    } else {
+      Request request;
+      while (at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])))
+        request.keyword.push_back(text[at++]);
+      if (request.keyword.empty())
+        ++at;  // not RIB: skipped
+      else
+        requests.push_back(std::move(request));
+    }
+  }
+  return requests;
+}
+
+// The requests with this keyword.
+inline std::vector<const Request*> find_requests(const std::vector<Request>& requests,
+                                                 std::string_view keyword) {
+  std::vector<const Request*> found;
+  for (const Request& request : requests)
+    if (request.keyword == keyword) found.push_back(&request);
+  return found;
+}
+
+}  // namespace rib_test
