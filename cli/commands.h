@@ -11,3 +11,9 @@ extern int command_exit_status;
 void add_inspect_command(CLI::App& app);
 // `hordera info AGENT.cdl`: summarises an agent file and the warnings its reading printed.
 void add_info_command(CLI::App& app);
+// `hordera render SCENE -o frame.png`: ray traces a preview picture of the posed crowd.
+void add_render_command(CLI::App& app);
+// `hordera bake SCENE -o crowd.glb|.gltf|.obj`: writes the posed crowd as glTF or OBJ.
+void add_bake_command(CLI::App& app);
+// `hordera demo`: makes the sample crowd if needed, renders and bakes one frame of it.
+void add_demo_command(CLI::App& app);

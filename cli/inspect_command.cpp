@@ -14,6 +14,7 @@
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/plugin.h"
+#include "host/plugin_path.h"
 #include "host/render_session.h"
 #include "host/scene_reader.h"
 
@@ -24,19 +25,6 @@ struct InspectOptions {
   std::string plugin;
   int verbosity = 0;
 };
-
-// The plug-in beside this executable, else the one of the build tree.
-std::string default_plugin_path() {
-  char self[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length > 0) {
-    self[length] = '\0';
-    const std::filesystem::path beside = std::filesystem::path(self).parent_path() / "hordera.so";
-    std::error_code ignored;
-    if (std::filesystem::exists(beside, ignored)) return beside.string();
-  }
-  return HORDERA_PLUGIN_BUILD_PATH;
-}
 
 void print_vector(const miVector& v) {
   std::printf("(%.9g %.9g %.9g)", v.x, v.y, v.z);
@@ -57,7 +45,9 @@ int run_inspect(const InspectOptions& options) {
   for (const std::string& error : scene.errors) std::fprintf(stderr, "error: %s\n", error.c_str());
   if (!opened) return 1;
 
-  const std::string plugin_path = options.plugin.empty() ? default_plugin_path() : options.plugin;
+  const std::string plugin_path = options.plugin.empty()
+                                      ? host::default_plugin_path(HORDERA_PLUGIN_BUILD_PATH)
+                                      : options.plugin;
   std::string error;
   const auto plugin = host::load_plugin(plugin_path, &error);
   if (!plugin) {
@@ -126,8 +116,8 @@ void add_inspect_command(CLI::App& app) {
   command->add_option("scene", options->scene, "Scene file written by the crowd exporter (.mi)")
       ->required();
   command->add_option("--plugin", options->plugin,
-                      "Plug-in to load (default: hordera.so beside this program, else the one "
-                      "of the build tree)");
+                      "Plug-in to load (default: hordera.so beside this program, else in "
+                      "../lib/hordera/ from it, else the one of the build tree)");
   command
       ->add_option("--verbose", options->verbosity,
                    "Also print the plug-in's messages on standard error as they come, up to "

@@ -6,6 +6,7 @@ hordera_packages=(
   zlib1g-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev
+  libembree-dev libpng-dev libtinygltf-dev nlohmann-json3-dev
 )
 
 hordera_install_deps() {
