@@ -149,6 +149,9 @@ void geometry_free_data(GeometryNode* node) {
     blend->data = nullptr;
     blend->vertex_count = 0;
   }
+  std::free(node->previous_points);
+  node->previous_points = nullptr;
+  node->previous_point_count = 0;
   node->load_state = 0;
 }
 

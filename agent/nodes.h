@@ -198,6 +198,11 @@ struct GeometryNode {
   float* influence_weight;
   uint8_t bones;       // bound to the skeleton: the node has influences and is skinned
   uint8_t load_state;  // 0 not loaded yet, 1 loaded, 2 the load failed (not retried)
+  // The deformed points of the previous frame, kept by the render driver for motion blur
+  // (malloc'ed, `previous_point_count` entries, the mesh's point count when they were kept), or
+  // null before the first previous frame.
+  Vector* previous_points;
+  int32_t previous_point_count;
 };
 
 // ---------------------------------------------------------------------------------------------

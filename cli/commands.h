@@ -3,6 +3,8 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <thread>
 
 // Exit status of the subcommand that ran; 0 only on success.
 extern int command_exit_status;
@@ -17,3 +19,11 @@ void add_render_command(CLI::App& app);
 void add_bake_command(CLI::App& app);
 // `hordera demo`: makes the sample crowd if needed, renders and bakes one frame of it.
 void add_demo_command(CLI::App& app);
+// `hordera dump SCENE`: drives the plug-in through a scene and prints the scene database.
+void add_dump_command(CLI::App& app);
+
+// The plug-in beside this executable, else in ../lib/hordera/ from it, else the one of the
+// build tree.
+std::string default_plugin_path();
+// The number of render threads by default: the machine's cores.
+int default_thread_count();

@@ -1,11 +1,8 @@
 // `hordera inspect SCENE`: loads the crowd plug-in as a renderer would, drives it through every
 // render of the scene and prints what it did: the instances read, the assemblies declared with
 // their boxes, and the plug-in's messages by level.
-#include <unistd.h>
 
-#include <climits>
 #include <cstdio>
-#include <filesystem>
 #include <map>
 #include <new>
 #include <string>
@@ -24,6 +21,7 @@ struct InspectOptions {
   std::string scene;
   std::string plugin;
   int verbosity = 0;
+  int threads = default_thread_count();
 };
 
 void print_vector(const miVector& v) {
@@ -55,6 +53,7 @@ int run_inspect(const InspectOptions& options) {
     return 1;
   }
   host::RenderSession session(*plugin);
+  session.set_threads(options.threads);
   if (!session.start(&error)) {
     std::fprintf(stderr, "error: %s\n", error.c_str());
     return 1;
@@ -123,5 +122,9 @@ void add_inspect_command(CLI::App& app) {
                    "Also print the plug-in's messages on standard error as they come, up to "
                    "this level (0 none, 1 errors, 2 warnings, 3 info, 5 debug)")
       ->check(CLI::Range(0, 6));
+  command
+      ->add_option("--threads", options->threads,
+                   "Render threads that build assemblies at once (default: the machine's cores)")
+      ->check(CLI::Range(1, 1024));
   command->callback([options] { command_exit_status = run_inspect(*options); });
 }

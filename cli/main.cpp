@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
   app.fallthrough();
   add_inspect_command(app);
   add_info_command(app);
+  add_dump_command(app);
   add_render_command(app);
   add_bake_command(app);
   add_demo_command(app);

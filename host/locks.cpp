@@ -29,6 +29,18 @@ int lock_depth(miLock handle) {
   return handle.addr->depth;
 }
 
+int release_lock_held_by_this_thread(miLock handle) {
+  if (handle.addr == nullptr) return 0;
+  std::unique_lock guard(handle.addr->mutex);
+  if (handle.addr->depth == 0 || handle.addr->owner != std::this_thread::get_id()) return 0;
+  const int held = handle.addr->depth;
+  handle.addr->depth = 0;
+  handle.addr->owner = {};
+  guard.unlock();
+  handle.addr->released.notify_all();
+  return held;
+}
+
 }  // namespace host
 
 extern "C" miBoolean mi_init_lock(miLock* handle) {

@@ -11,5 +11,8 @@ namespace host {
 miLock global_lock();
 // How many times the lock is held now (0 when free); for reports and tests.
 int lock_depth(miLock lock);
+// Releases `lock` entirely when this thread holds it, and returns how many times it was held
+// (0 when this thread did not hold it).
+int release_lock_held_by_this_thread(miLock lock);
 
 }  // namespace host

@@ -3,12 +3,16 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "host/assemblies.h"
 #include "host/database.h"
 #include "host/locks.h"
 #include "host/messages.h"
+#include "host/scene_names.h"
 #include "host/shader_interface.h"
 
 namespace host {
@@ -26,7 +30,13 @@ void fill_parameters(const SceneInstance& instance, HorderaMrayParameters* block
 
 }  // namespace
 
-RenderSession::RenderSession(const Plugin& plugin) : plugin_(plugin) {}
+RenderSession::RenderSession(const Plugin& plugin) : plugin_(plugin) {
+  declare_base_shaders();
+}
+
+RenderSession::~RenderSession() {
+  clear_scene();
+}
 
 bool RenderSession::start(std::string* error) {
   // Renderer functions are exported by this executable, so its own handle is the module.
@@ -105,13 +115,25 @@ std::vector<AssemblyRun> RenderSession::run_assemblies() {
     runs.push_back(run);
   }
   assembly_instances_.clear();
-  for (size_t i = 0; i < declared.size(); ++i) {
-    auto callback = reinterpret_cast<miApi_assembly_callback>(declared[i].record.function.p);
-    if (callback == nullptr) continue;
-    miState state = make_state();
-    state.instance = declared[i].tag;
-    runs[i].result = callback(&state, declared[i].record.arguments.p);
-    runs[i].executed = true;
+  const size_t workers = std::min(static_cast<size_t>(threads_), declared.size());
+  if (workers <= 1) {
+    for (size_t i = 0; i < declared.size(); ++i) execute(declared, i, 0, &runs[i]);
+  } else {
+    // Render threads take the next assembly not yet built, as a renderer's threads take the
+    // next bucket. A thread that ends while still holding the global lock (a plug-in may
+    // return holding it) gives it back, so that the other threads do not wait forever.
+    std::atomic<size_t> next{0};
+    std::vector<std::thread> threads;
+    for (size_t w = 0; w < workers; ++w)
+      threads.emplace_back([&, w] {
+        for (size_t i = next++; i < declared.size(); i = next++)
+          execute(declared, i, static_cast<short>(w), &runs[i]);
+        if (const int held = release_lock_held_by_this_thread(global_lock()); held > 0)
+          log_message(Level::warning, "render thread " + std::to_string(w) +
+                                          " ended holding the global lock " + std::to_string(held) +
+                                          " times; the host released it\n");
+      });
+    for (std::thread& thread : threads) thread.join();
   }
   for (size_t i = 0; i < declared.size(); ++i) {
     auto exit_callback =
@@ -123,6 +145,18 @@ std::vector<AssemblyRun> RenderSession::run_assemblies() {
     runs[i].freed = true;
   }
   return runs;
+}
+
+void RenderSession::execute(const std::vector<Assembly>& declared, size_t index, short thread,
+                            AssemblyRun* run) const {
+  auto callback = reinterpret_cast<miApi_assembly_callback>(declared[index].record.function.p);
+  if (callback == nullptr) return;
+  miState state = make_state();
+  state.instance = declared[index].tag;
+  state.thread = thread;
+  run->result = callback(&state, declared[index].record.arguments.p);
+  run->executed = true;
+  drop_open_elements("asm_exec of assembly \"" + declared[index].name + "\"");
 }
 
 void RenderSession::exit() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/assemblies.h"
 #include "host/plugin.h"
 #include "host/scene_reader.h"
 #include "host/shader_call.h"
@@ -31,7 +32,12 @@ struct RenderReport {
 
 class RenderSession {
  public:
+  // A session starts with a scene database that knows the base shaders' declarations, and
+  // gives back everything the database holds when it ends.
   explicit RenderSession(const Plugin& plugin);
+  ~RenderSession();
+  RenderSession(const RenderSession&) = delete;
+  RenderSession& operator=(const RenderSession&) = delete;
 
   // Hands the plug-in this process's module and checks its version; false with `*error` set
   // when the version does not match the crowd shader's declaration.
@@ -48,8 +54,11 @@ class RenderSession {
                       const std::vector<size_t>& connected = {},
                       const HorderaMrayParameters* interface_values = nullptr);
   // Runs asm_exec for every assembly declared since the last collection, then asm_free_args
-  // for each, and returns what they did.
+  // for each, and returns what they did (in declaration order, however the threads ran).
   std::vector<AssemblyRun> run_assemblies();
+  // The number of render threads that run asm_exec at once (1 by default: the calling
+  // thread alone).
+  void set_threads(int count) { threads_ = count < 1 ? 1 : count; }
   // Shader-level exit.
   void exit();
 
@@ -58,10 +67,14 @@ class RenderSession {
 
  private:
   miState make_state() const;
+  // Runs the creation callback of assembly `index` of `declared` on this thread.
+  void execute(const std::vector<Assembly>& declared, size_t index, short thread,
+               AssemblyRun* run) const;
 
   const Plugin& plugin_;
   miOptions options_{};
   bool has_options_ = false;
+  int threads_ = 1;
   std::vector<std::string> assembly_instances_;  // instance of each assembly, in order
 };
 

@@ -1,0 +1,386 @@
+// Agents rendered end to end: the real hordera.so, loaded with dlopen, driven through the
+// stand-in host linked into this test; what it hands over is read back from the host's scene
+// database. The engine keeps process-wide state, so every scenario runs in a child process.
+// Fixtures (agent file, meshes, weights, pose caches) are written by the tests; expected values
+// are worked out by hand from them.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "host/messages.h"
+#include "host/plugin.h"
+#include "host/render_session.h"
+#include "host/scene_view.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+template <class Scenario>
+void in_child(Scenario scenario) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    scenario();
+    std::fflush(nullptr);
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the scenario failed, see above";
+}
+
+void write_file(const fs::path& path, const std::string& text) {
+  std::ofstream(path) << text;
+}
+
+// A man: root and an arm one unit above it, a skinned body of two quads (normals and texture
+// coordinates), a prop carried by the arm, a selector of three alternatives with value 1.6, a
+// Phong material in HSV and a material shaded by a description with a texture and an expression.
+fs::path write_agent(const std::string& name) {
+  const fs::path dir = fs::path(testing::TempDir()) / name;
+  fs::create_directories(dir);
+  write_file(dir / "body.obj",
+             "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 2 0\nv 1 2 0\nvn 0 0 1\n"
+             "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+             "f 1/1/1 2/2/1 3/3/1 4/4/1\nf 4/1/1 3/2/1 6/3/1 5/4/1\n");
+  write_file(dir / "body.w",
+             "deformer 0 root\ndeformer 1 arm\n\n"
+             "0: 0 1\n1: 0 1\n2: 0 0.5 1 0.5\n3: 0 0.5 1 0.5\n4: 1 1\n5: 1 1\n");
+  write_file(dir / "prop.obj", "v 0 0 0\nv 0.5 0 0\nv 0 0.5 0\nf 1 2 3\n");
+  write_file(dir / "man.cdl",
+             "object man\n"
+             "variables\nred 0.25\nend variables\n"
+             "render_pass beauty\nrender_pass night 7\nrender_pass front 1\n"
+             "render_pass hidden 4\n"
+             "segment root\n"
+             "segment arm\nparent root\ntranslate 0 1 0\n"
+             "bone root\nbone arm\n"
+             "material skin\nid 0\nambient 0.1 0.2 0.3\ndiffuse hsv 0 1 1\n"
+             "specular 0.5 0.5 0.5\ndispl_bounds beauty 0.5\n"
+             "displacement night \"bumpy\" \"amount\" 9 ['red * 2']\n"
+             "material cloth\nid 3\ndiffuse red 0.2 0.1\n"
+             "shader beauty \"mib_illum_phong\" \"diffuse\" 2 [\"maps/skin.tif\"] "
+             "\"exponent\" 9 ['red * 40'] \"mode\" 8 [2]\n"
+             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 0\n"
+             "geometry prop\nfile prop.obj\nattach arm\nmaterial 3\n"
+             "option pick\nmanual 1.6\ngeo a\ngeo b\ngeo c\n"
+             "geometry a\nfile prop.obj\n"
+             "geometry b\nfile prop.obj\n"
+             "geometry c\nfile prop.obj\n"
+             "end object\n");
+  // Frame 11: root at x = 1. Frame 12: agent 1's root at x = 3, agent 2's at x = -4 with the arm
+  // turned 90 degrees about z.
+  write_file(dir / "frame.11.apf",
+             "BEGIN man_1\nroot 0 0 0 1 0 0\narm 0 0 0 0 1 0\n\n"
+             "BEGIN man_2\nroot 0 0 0 1 0 0\narm 0 0 0 0 1 0\n");
+  write_file(dir / "frame.12.apf",
+             "BEGIN man_1\nroot 0 0 0 3 0 0\narm 0 0 0 0 1 0\n\n"
+             "BEGIN man_2\nroot 0 0 0 -4 0 0\narm 0 0 90 0 1 0\n");
+  return dir;
+}
+
+host::StringOptions options(const char* pass, bool blur) {
+  host::StringOptions values;
+  if (pass) {
+    values["render_pass"].kind = host::OptionValue::Kind::string;
+    values["render_pass"].text = pass;
+  }
+  values["motion_blur"].kind = host::OptionValue::Kind::boolean;
+  values["motion_blur"].boolean = blur;
+  return values;
+}
+
+host::SceneInstance instance(int id, const std::string& param_str) {
+  host::SceneInstance made;
+  made.name = "man_" + std::to_string(id) + "_inst";
+  made.id = id;
+  made.has_param_str = true;
+  made.param_str = param_str;
+  made.bbox_min = {-2, -2, -2};
+  made.bbox_max = {2, 2, 2};
+  return made;
+}
+
+// Renders the instances in one render with these options; returns each assembly's result.
+std::vector<miTag> render(host::RenderSession& session, const host::StringOptions& settings,
+                          const std::vector<host::SceneInstance>& instances) {
+  session.init_shader(&settings);
+  for (const host::SceneInstance& each : instances) session.call_geometry(each);
+  std::vector<miTag> results;
+  for (const host::AssemblyRun& run : session.run_assemblies()) results.push_back(run.result);
+  return results;
+}
+
+// The objects an assembly's result holds, in order.
+std::vector<const host::ObjectData*> objects_of(miTag result) {
+  std::vector<const host::ObjectData*> found;
+  if (const host::InstanceGroupData* group = host::view_group(result)) {
+    for (miTag item : group->items)
+      if (const host::ObjectData* object = host::view_object(item)) found.push_back(object);
+  } else if (const host::ObjectData* object = host::view_object(result)) {
+    found.push_back(object);
+  }
+  return found;
+}
+
+std::vector<std::string> names_of(const std::vector<const host::ObjectData*>& objects) {
+  std::vector<std::string> names;
+  for (const host::ObjectData* object : objects) names.push_back(object->name);
+  return names;
+}
+
+miTag named(const std::string& name) {
+  const auto names = host::view_names();
+  const auto found = names.find(name);
+  return found == names.end() ? miNULLTAG : found->second;
+}
+
+void expect_vector(const miVector& got, float x, float y, float z, const std::string& what) {
+  EXPECT_NEAR(got.x, x, 1e-5) << what;
+  EXPECT_NEAR(got.y, y, 1e-5) << what;
+  EXPECT_NEAR(got.z, z, 1e-5) << what;
+}
+
+std::vector<double> numbers_of(const host::CallData& call, const std::string& parameter) {
+  for (const host::ParameterData& each : call.parameters)
+    if (each.name == parameter) return each.numbers;
+  return {};
+}
+
+std::unique_ptr<host::Plugin> load() {
+  std::string error;
+  auto plugin = host::load_plugin(HORDERA_PLUGIN_PATH, &error);
+  EXPECT_TRUE(plugin) << error;
+  return plugin;
+}
+
+TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
+  const fs::path dir = write_agent("beauty");
+  in_child([&] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    testing::internal::CaptureStderr();
+    const std::string files = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
+    const std::vector<miTag> results =
+        render(session, options("beauty", true),
+               {instance(1, files + " 12"), instance(2, files + " 12 red 0.5")});
+    testing::internal::GetCapturedStderr();
+    ASSERT_EQ(results.size(), 2u);
+    for (const host::Message& message : host::messages())
+      EXPECT_NE(message.level, host::Level::error) << message.text;
+
+    // Objects in order: skinned body, the prop carried by the arm, the selector's third choice.
+    const auto first = objects_of(results[0]);
+    ASSERT_EQ(names_of(first), (std::vector<std::string>{"body", "prop", "c"}));
+    const host::ObjectData& body = *first[0];
+    EXPECT_EQ(body.record.visible, 2);
+    EXPECT_EQ(body.record.shadow, 3);
+    EXPECT_FLOAT_EQ(body.record.maxdisplace, 0.5f);
+    ASSERT_EQ(body.groups.size(), 1u);
+    const host::GroupData& group = body.groups[0];
+    // 6 points, 6 normals, 8 texture vectors (one per corner), 6 motion vectors.
+    ASSERT_EQ(group.vectors.size(), 26u);
+    expect_vector(group.vectors[0], 3, 0, 0, "point 0");
+    expect_vector(group.vectors[5], 4, 2, 0, "point 5");
+    expect_vector(group.vectors[6], 0, 0, -1, "normal 0, negated");
+    expect_vector(group.vectors[12 + 4], 0, 0, 0, "texture of corner 4");
+    expect_vector(group.vectors[12 + 6], 1, 1, 0, "texture of corner 6");
+    for (int p = 0; p < 6; ++p) expect_vector(group.vectors[20 + p], 2, 0, 0, "motion");
+    expect_vector(body.record.bbox_min, 3, 0, 0, "box min");
+    expect_vector(body.record.bbox_max, 4, 2, 0, "box max");
+    expect_vector(body.record.bbox_min_m, 2, 0, 0, "motion box min");
+    expect_vector(body.record.bbox_max_m, 2, 0, 0, "motion box max");
+    EXPECT_TRUE(body.record.mbox_explicit);
+    ASSERT_EQ(group.vertices.size(), 8u);
+    // Corner 4 is the second quad's first corner: point 3.
+    EXPECT_EQ(group.vertices[4].position, 3);
+    EXPECT_EQ(group.vertices[4].normal, 9);
+    EXPECT_EQ(group.vertices[4].textures, std::vector<int>{16});
+    EXPECT_EQ(group.vertices[4].motions, std::vector<int>{23});
+    ASSERT_EQ(group.polygons.size(), 2u);
+    EXPECT_EQ(group.polygons[1].corners, (std::vector<int>{4, 5, 6, 7}));
+    EXPECT_EQ(group.polygons[0].material, named("mat_1_0"));
+
+    // The prop rides on the arm: at (3, 1, 0) now, at (1, 1, 0) on frame 11.
+    const host::GroupData& prop = first[1]->groups.at(0);
+    expect_vector(prop.vectors[1], 3.5f, 1, 0, "prop point");
+    expect_vector(prop.vectors[3 + 1], 2, 0, 0, "prop motion");
+    EXPECT_EQ(prop.polygons.at(0).material, named("mat_1_3"));
+
+    // Agent 2 has its own pose: the arm turned 90 degrees, the root at x = -4.
+    const auto second = objects_of(results[1]);
+    ASSERT_EQ(names_of(second), (std::vector<std::string>{"body", "prop", "c"}));
+    expect_vector(second[0]->groups.at(0).vectors[4], -5, 1, 0, "agent 2 point 4");
+    EXPECT_EQ(second[0]->groups.at(0).polygons.at(0).material, named("mat_2_0"));
+
+    // Default Phong in the documented order, the HSV diffuse turned into red.
+    const host::MaterialData* skin = host::view_material(named("mat_1_0"));
+    ASSERT_NE(skin, nullptr);
+    EXPECT_TRUE(skin->record.opaque);
+    EXPECT_EQ(skin->record.displace, miNULLTAG);
+    const host::CallData* phong = host::view_call(skin->record.shader);
+    ASSERT_NE(phong, nullptr);
+    EXPECT_EQ(phong->declaration, "mib_illum_phong");
+    std::vector<std::string> order;
+    for (const host::ParameterData& each : phong->parameters) order.push_back(each.name);
+    EXPECT_EQ(order, (std::vector<std::string>{"ambience", "ambient", "diffuse", "specular",
+                                               "exponent", "mode"}));
+    EXPECT_EQ(numbers_of(*phong, "diffuse"), (std::vector<double>{1, 0, 0}));
+    EXPECT_EQ(numbers_of(*phong, "ambience"), (std::vector<double>{1, 1, 1}));
+    EXPECT_EQ(numbers_of(*phong, "exponent"), std::vector<double>{50});
+    EXPECT_EQ(numbers_of(*phong, "mode"), std::vector<double>{2});
+
+    // The description: the texture file became one texture and one texture shader, shared by
+    // both agents, and each agent's expression took its own variable.
+    for (int id : {1, 2}) {
+      const std::string name = "mat_" + std::to_string(id) + "_3";
+      const host::MaterialData* cloth = host::view_material(named(name));
+      ASSERT_NE(cloth, nullptr) << name;
+      const host::CallData* call = host::view_call(cloth->record.shader);
+      ASSERT_NE(call, nullptr) << name;
+      EXPECT_EQ(call->name, name);
+      EXPECT_EQ(numbers_of(*call, "exponent"), std::vector<double>{id == 1 ? 10.0 : 20.0});
+      ASSERT_FALSE(call->parameters.empty());
+      EXPECT_TRUE(call->parameters[0].connected);
+      EXPECT_EQ(call->parameters[0].text, "maps_skin_tif_shd");
+    }
+    const host::CallData* textured = host::view_call(named("maps_skin_tif_shd"));
+    ASSERT_NE(textured, nullptr);
+    EXPECT_EQ(textured->declaration, "textured_mtl_sh");
+    const host::TextureData* texture = host::view_texture(named("maps_skin_tif_tex"));
+    ASSERT_NE(texture, nullptr);
+    EXPECT_EQ(texture->file, "maps/skin.tif");
+    EXPECT_EQ(texture->kind, 0);
+    int shaders_named = 0;
+    for (const auto& [name, tag] : host::view_names())
+      shaders_named += name.find("maps_skin_tif") != std::string::npos;
+    EXPECT_EQ(shaders_named, 2);
+  });
+}
+
+TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
+  const fs::path dir = write_agent("passes");
+  in_child([&] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    testing::internal::CaptureStderr();
+    const std::string words = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
+
+    // Matte (flags 7): not opaque, the one matte shader, the displacement still made.
+    std::vector<miTag> results = render(session, options("night", false),
+                                        {instance(1, words + " 12"), instance(2, words + " 12")});
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_EQ(host::view_variables()["hordera_matte_shader"], "true");
+    EXPECT_EQ(host::view_declarations().count("hordera_matte"), 1u);
+    const host::MaterialData* skin = host::view_material(named("mat_2_0"));
+    ASSERT_NE(skin, nullptr);
+    EXPECT_FALSE(skin->record.opaque);
+    EXPECT_NE(skin->record.shader, miNULLTAG);
+    const host::CallData* displacement = host::view_call(skin->record.displace);
+    ASSERT_NE(displacement, nullptr);
+    EXPECT_EQ(displacement->name, "mat_2_0_dis");
+    EXPECT_EQ(numbers_of(*displacement, "amount"), std::vector<double>{0.5});
+    const host::CallData* matte = host::view_call(skin->record.shader);
+    ASSERT_NE(matte, nullptr);
+    EXPECT_EQ(matte->declaration, "hordera_matte");
+    EXPECT_TRUE(matte->parameters.empty());
+    const auto night = objects_of(results[0]);
+    ASSERT_FALSE(night.empty());
+    EXPECT_EQ(night[0]->record.visible, 2);
+    EXPECT_EQ(night[0]->record.shadow, 3);
+    // Without motion blur: points, normals and texture vectors only, no motion box.
+    EXPECT_EQ(night[0]->groups.at(0).vectors.size(), 20u);
+    EXPECT_FALSE(night[0]->record.mbox_explicit);
+
+    // Visible but casting no shadow (flags 1).
+    results = render(session, options("front", false), {instance(3, words + " 12")});
+    const auto front = objects_of(results.at(0));
+    ASSERT_FALSE(front.empty());
+    EXPECT_EQ(front[0]->record.visible, 2);
+    EXPECT_EQ(front[0]->record.shadow, 0);
+
+    // Matte alone (flags 4) does not take part; nor does a pass the agent file never names.
+    host::clear_messages();
+    results = render(session, options("hidden", false),
+                     {instance(4, words + " 12"), instance(5, words + " 12")});
+    EXPECT_EQ(results, (std::vector<miTag>{miNULLTAG, miNULLTAG}));
+    EXPECT_EQ(named("mat_4_0"), miNULLTAG);
+    int unlocked = 0;
+    for (const host::Message& message : host::messages())
+      unlocked += message.text == "-->after unlocking agent4\n";
+    EXPECT_EQ(unlocked, 1);
+
+    // No pass: materials are still made, objects use "default_mtl" and are visible.
+    results = render(session, options(nullptr, false), {instance(6, words + " 12")});
+    EXPECT_NE(named("mat_6_0"), miNULLTAG);
+    const auto passless = objects_of(results.at(0));
+    ASSERT_EQ(passless.size(), 3u);
+    EXPECT_EQ(passless[0]->record.visible, 2);
+    EXPECT_EQ(passless[0]->record.shadow, 3);
+    EXPECT_EQ(passless[0]->record.maxdisplace, 0.0f);
+    EXPECT_EQ(passless[0]->groups.at(0).polygons.at(0).material, named("default_mtl"));
+    testing::internal::GetCapturedStderr();
+  });
+}
+
+TEST(AgentOutput, BadFilesAreReportedAndTheAgentIsSkippedOrDrawnFromWhatWasRead) {
+  const fs::path dir = write_agent("bad");
+  in_child([&] {
+    auto plugin = load();
+    ASSERT_TRUE(plugin);
+    host::RenderSession session(*plugin);
+    std::string error;
+    ASSERT_TRUE(session.start(&error)) << error;
+    const std::string cdl = (dir / "man.cdl").string();
+
+    // A pose cache that is missing, and one that has no record for agent 7: a warning each,
+    // and the agent drawn in the pose it has (here its rest pose).
+    testing::internal::CaptureStderr();
+    std::vector<miTag> results =
+        render(session, options("beauty", false),
+               {instance(1, cdl + " " + (dir / "frame.99.apf").string() + " 99"),
+                instance(7, cdl + " " + (dir / "frame.12.apf").string() + " 12")});
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_NE(
+        printed.find("Warning: Couldn't find APF file " + (dir / "frame.99.apf").string() + "\n"),
+        std::string::npos)
+        << printed;
+    EXPECT_NE(
+        printed.find("Warning: Couldn't find APF file " + (dir / "frame.12.apf").string() + "\n"),
+        std::string::npos)
+        << printed;
+    ASSERT_EQ(results.size(), 2u);
+    const auto rest = objects_of(results[1]);
+    ASSERT_FALSE(rest.empty());
+    expect_vector(rest[0]->groups.at(0).vectors[5], 1, 2, 0, "rest point 5");
+
+    // An agent file that cannot be read: nothing made, the file named, and the renderer's lock
+    // left with the driver as existing scenes expect.
+    host::clear_messages();
+    testing::internal::CaptureStderr();
+    const std::string missing = (dir / "nobody.cdl").string();
+    results = render(session, options("beauty", false), {instance(8, missing + " x.apf 1")});
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(results, std::vector<miTag>{miNULLTAG});
+    std::vector<std::string> errors;
+    for (const host::Message& message : host::messages())
+      if (message.level == host::Level::error) errors.push_back(message.text);
+    EXPECT_EQ(errors,
+              std::vector<std::string>{"-->horderaMray: " + missing + " cannot be loaded."});
+  });
+}
+
+}  // namespace

@@ -1,0 +1,276 @@
+// Bringing a type's render agent into one agent's state: the agent file, pairs, render pass,
+// pose from the pose cache, skin, and the previous frame for motion blur. Fixtures (agent file,
+// mesh, weights, pose caches) are written by the tests; expected points are worked out here from
+// the pose itself.
+#include "mray/agent_pose.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "agent/agent.h"
+#include "agent/mesh.h"
+#include "agent/nodes.h"
+#include "motion/apf_cache.h"
+#include "sim/scene_setup.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void write_file(const fs::path& path, const std::string& text) {
+  std::ofstream(path) << text;
+}
+
+// A pose-cache block for an agent named "man" with its root moved along x and its arm turned
+// about z: root and arm lines in the default channel order rx ry rz tx ty tz.
+std::string pose_block(int id, float root_x, float arm_rz) {
+  return "BEGIN man_" + std::to_string(id) + "\nroot 0 0 0 " + std::to_string(root_x) +
+         " 0 0\narm 0 0 " + std::to_string(arm_rz) + " 0 1 0\n";
+}
+
+struct Point {
+  float x, y, z;
+};
+
+// Where the engine should put a mesh point for the pose (root at (root_x, 0, 0), the arm one unit
+// above the root and turned by arm_rz degrees about z), with the point's weight on the arm (the
+// rest on the root). Linear blend skinning written out for this skeleton: the arm's bind undoes
+// its rest offset (0, 1, 0), then the point turns about z and the offset and the root's move
+// come back.
+Point skinned(Point rest, float arm_weight, float root_x, float arm_rz) {
+  const double a = arm_rz * M_PI / 180.0;
+  const double local_x = rest.x, local_y = rest.y - 1.0;
+  const Point by_arm{static_cast<float>(local_x * std::cos(a) - local_y * std::sin(a) + root_x),
+                     static_cast<float>(local_x * std::sin(a) + local_y * std::cos(a) + 1.0),
+                     rest.z};
+  const Point by_root{rest.x + root_x, rest.y, rest.z};
+  const float w = arm_weight;
+  return {by_root.x * (1 - w) + by_arm.x * w, by_root.y * (1 - w) + by_arm.y * w,
+          by_root.z * (1 - w) + by_arm.z * w};
+}
+
+const Point kRest[6] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 2, 0}, {1, 2, 0}};
+const float kArmWeight[6] = {0, 0, 0.5f, 0.5f, 1, 1};
+
+class AgentPose : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    apf_cache_init();
+    // Every test writes its own agent file: loaded types stay for the whole process.
+    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    dir_ = fs::path(testing::TempDir()) / ("pose_" + name);
+    fs::create_directories(dir_);
+    write_file(dir_ / "body.obj",
+               "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 2 0\nv 1 2 0\n"
+               "f 1 2 3 4\nf 4 3 6 5\n");
+    write_file(dir_ / "body.w",
+               "deformer 0 root\ndeformer 1 arm\n\n"
+               "0: 0 1\n1: 0 1\n2: 0 0.5 1 0.5\n3: 0 0.5 1 0.5\n4: 1 1\n5: 1 1\n");
+    write_file(dir_ / "man.cdl",
+               "object man\n"
+               "variables\nspeed 1\nheight 2\nend variables\n"
+               "render_pass beauty\nrender_pass matte_pass 7\nrender_pass shadows 2\n"
+               "render_pass hidden 4\n"
+               "segment root\n"
+               "segment arm\nparent root\ntranslate 0 1 0\n"
+               "bone root\nbone arm\n"
+               "geometry body\nfile body.obj\nweights_file body.w\n"
+               "end object\n");
+    cdl_ = (dir_ / "man.cdl").string();
+    agent_ = mray::find_render_agent(cdl_.c_str());
+    ASSERT_NE(agent_, nullptr);
+    node_ = agent_->type->geometry_nodes;
+    ASSERT_NE(node_, nullptr);
+  }
+
+  // The render arguments of agent `id` at `frame` reading `apf`; the render agent takes the id,
+  // as the driver gives it.
+  MrayRenderArgs args(int id, int frame, const std::string& apf) {
+    agent_->id = id;
+    MrayRenderArgs record{};
+    record.id = id;
+    record.frame = frame;
+    apf_ = apf;
+    record.cdl_file = cdl_.data();
+    record.apf_file = apf_.data();
+    for (int i = 0; i < 3; ++i) {
+      record.bbox_min[i] = -0.5f;
+      record.bbox_max[i] = 0.5f;
+    }
+    return record;
+  }
+
+  void expect_points(const Vector* points, float root_x, float arm_rz, const char* what) {
+    for (int i = 0; i < 6; ++i) {
+      const Point want = skinned(kRest[i], kArmWeight[i], root_x, arm_rz);
+      EXPECT_NEAR(points[i].x, want.x, 1e-5) << what << " point " << i;
+      EXPECT_NEAR(points[i].y, want.y, 1e-5) << what << " point " << i;
+      EXPECT_NEAR(points[i].z, want.z, 1e-5) << what << " point " << i;
+    }
+  }
+
+  fs::path dir_;
+  std::string cdl_, apf_;
+  Agent* agent_ = nullptr;
+  GeometryNode* node_ = nullptr;
+};
+
+TEST_F(AgentPose, TheAgentFileIsLoadedOnceAndAnUnreadableOneGivesNoAgent) {
+  EXPECT_EQ(mray::find_render_agent(cdl_.c_str()), agent_);
+  EXPECT_EQ(agent_->type->cdl_file, cdl_);
+  // Names are compared exactly: another spelling of the same file loads a second type.
+  const std::string other = (dir_ / "." / "man.cdl").string();
+  Agent* second = mray::find_render_agent(other.c_str());
+  ASSERT_NE(second, nullptr);
+  EXPECT_NE(second, agent_);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(mray::find_render_agent((dir_ / "missing.cdl").c_str()), nullptr);
+  EXPECT_EQ(mray::find_render_agent((dir_ / "body.obj").c_str()), nullptr);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(mray::find_render_agent(nullptr), nullptr);
+}
+
+TEST_F(AgentPose, RestPoseGivesBackTheMeshAndAPoseCacheRecordPosesTheSkin) {
+  mray::pose_and_deform(agent_);
+  ASSERT_NE(node_->mesh, nullptr);
+  ASSERT_EQ(node_->mesh->point_count, 6);
+  EXPECT_TRUE(node_->bones);
+  expect_points(node_->mesh->points, 0, 0, "rest");
+
+  write_file(dir_ / "frame.4.apf", pose_block(1, 5, 90) + "\n" + pose_block(2, -3, 30));
+  MrayRenderArgs first = args(1, 4, (dir_ / "frame.4.apf").string());
+  mray::pose_current_frame(agent_, &first);
+  expect_points(node_->mesh->points, 5, 90, "agent 1");
+  MrayRenderArgs second = args(2, 4, (dir_ / "frame.4.apf").string());
+  mray::pose_current_frame(agent_, &second);
+  expect_points(node_->mesh->points, -3, 30, "agent 2");
+}
+
+TEST_F(AgentPose, AMissingOrShortPoseCacheWarnsAndKeepsThePose) {
+  write_file(dir_ / "frame.1.apf", pose_block(1, 2, 45));
+  MrayRenderArgs posed = args(1, 1, (dir_ / "frame.1.apf").string());
+  mray::pose_current_frame(agent_, &posed);
+
+  // Agent 3 is beyond the file's records; frame 9 has no file.
+  MrayRenderArgs beyond = args(3, 1, (dir_ / "frame.1.apf").string());
+  testing::internal::CaptureStderr();
+  mray::pose_current_frame(agent_, &beyond);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Warning: Couldn't find APF file " + (dir_ / "frame.1.apf").string() + "\n");
+  expect_points(node_->mesh->points, 2, 45, "beyond the records");
+
+  const std::string missing = (dir_ / "frame.9.apf").string();
+  MrayRenderArgs absent = args(1, 9, missing);
+  testing::internal::CaptureStderr();
+  mray::pose_current_frame(agent_, &absent);
+  const std::string printed = testing::internal::GetCapturedStderr();
+  EXPECT_NE(printed.find("Warning: Couldn't find APF file " + missing + "\n"), std::string::npos)
+      << printed;
+  expect_points(node_->mesh->points, 2, 45, "missing file");
+}
+
+TEST_F(AgentPose, ThePreviousFrameGivesPreviousPointsTransformsAndASweptBox) {
+  write_file(dir_ / "frame.6.apf", pose_block(1, 1, 0));
+  write_file(dir_ / "frame.7.apf", pose_block(1, 4, 90));
+  MrayRenderArgs record = args(1, 7, (dir_ / "frame.7.apf").string());
+  mray::pose_previous_frame(agent_, &record);
+  mray::pose_current_frame(agent_, &record);
+
+  ASSERT_EQ(node_->previous_point_count, 6);
+  expect_points(node_->previous_points, 1, 0, "previous");
+  expect_points(node_->mesh->points, 4, 90, "current");
+  Segment* root = agent_->segments;
+  EXPECT_FLOAT_EQ(root->last_matrix[12], 1.0f);
+  EXPECT_FLOAT_EQ(root->matrix[12], 4.0f);
+  // Frame 6's skeleton: root at (1, 0, 0), arm at (1, 1, 0); the shader's box is +-0.5.
+  EXPECT_FLOAT_EQ(record.swept_min[0], -0.5f);
+  EXPECT_FLOAT_EQ(record.swept_max[0], 1.0f);
+  EXPECT_FLOAT_EQ(record.swept_max[1], 1.0f);
+  EXPECT_FLOAT_EQ(record.swept_min[2], -0.5f);
+
+  // Without the previous frame's file the current frame's pose serves for both.
+  write_file(dir_ / "frame.12.apf", pose_block(1, -2, 0));
+  MrayRenderArgs lone = args(1, 12, (dir_ / "frame.12.apf").string());
+  testing::internal::CaptureStderr();
+  mray::pose_previous_frame(agent_, &lone);
+  testing::internal::GetCapturedStderr();
+  expect_points(node_->previous_points, -2, 0, "fallback");
+}
+
+TEST(PreviousPoseCacheName, CutsAtTheFirstDotOfThePath) {
+  EXPECT_EQ(mray::previous_pose_cache_name("/s/frame.12.apf", 12), "/s/frame.11.apf");
+  EXPECT_EQ(mray::previous_pose_cache_name("/s/frame.12.apf.gz", 12), "/s/frame.11.apf.gz");
+  EXPECT_EQ(mray::previous_pose_cache_name("/s.old/frame.12.apf", 12), "/s.11.apf");
+  EXPECT_EQ(mray::previous_pose_cache_name("/s/frame.0.apf", 0), "/s/frame.-1.apf");
+}
+
+TEST_F(AgentPose, PairsSetTheFirstVariableOfTheirNameAndEachAgentGetsItsOwn) {
+  MrayPair pairs[3] = {};
+  std::snprintf(pairs[0].name, sizeof pairs[0].name, "height");
+  pairs[0].kind = MRAY_PAIR_NUMBER;
+  pairs[0].number = 1.75f;
+  std::snprintf(pairs[1].name, sizeof pairs[1].name, "nothing");
+  pairs[1].kind = MRAY_PAIR_NUMBER;
+  pairs[1].number = 9;
+  std::snprintf(pairs[2].name, sizeof pairs[2].name, "speed");
+  pairs[2].kind = MRAY_PAIR_STRING;
+  mray::set_agent_variables(agent_, pairs, 3);
+  EXPECT_FLOAT_EQ(find_userVar(agent_, "height")->value, 1.75f);
+  EXPECT_FLOAT_EQ(find_userVar(agent_, "speed")->value, 0.0f);
+  EXPECT_EQ(find_userVar(agent_, "nothing"), nullptr);
+
+  pairs[0].number = 1.5f;
+  mray::set_agent_variables(agent_, pairs, 1);
+  EXPECT_FLOAT_EQ(find_userVar(agent_, "height")->value, 1.5f);
+}
+
+TEST_F(AgentPose, RenderPassSelectionExcludesAgentsWithoutVisibleOrShadowBits) {
+  RenderRecord current{};
+  current.renderer = RENDERER_MENTAL_RAY;
+  // No pass name: nothing is filtered and no pass rows are used.
+  EXPECT_TRUE(mray::select_render_pass(agent_, &current));
+  EXPECT_EQ(agent_->pass_index, -1);
+
+  const struct {
+    const char* pass;
+    bool included;
+    uint8_t flags;
+  } cases[] = {{"beauty", true, 3},
+               {"matte_pass", true, 7},
+               {"shadows", true, 2},
+               {"hidden", false, 4},
+               {"unknown", false, 0}};
+  for (const auto& c : cases) {
+    current.pass_name = const_cast<char*>(c.pass);
+    EXPECT_EQ(mray::select_render_pass(agent_, &current), c.included) << c.pass;
+    EXPECT_EQ(mray::agent_pass_flags(agent_, agent_->pass_index), c.flags) << c.pass;
+  }
+  EXPECT_EQ(agent_->pass_index, -1);
+  // Another renderer kind's pass of the same name is not this render's.
+  current.pass_name = const_cast<char*>("beauty");
+  current.renderer = 1;
+  EXPECT_FALSE(mray::select_render_pass(agent_, &current));
+}
+
+TEST_F(AgentPose, GeometryHooksRunInOrderWithTheValueOne) {
+  static std::vector<std::string> calls;
+  calls.clear();
+  auto hook = [](Agent* agent, int32_t value, GeometryHook* record) {
+    calls.push_back(std::string(static_cast<const char*>(record->data)) + " " +
+                    std::to_string(value) + (agent ? "" : " no agent"));
+  };
+  ASSERT_NE(add_geometry_hook(agent_, hook, const_cast<char*>("first")), nullptr);
+  ASSERT_NE(add_geometry_hook(agent_, hook, const_cast<char*>("second")), nullptr);
+  mray::run_geometry_hooks(agent_);
+  EXPECT_EQ(calls, (std::vector<std::string>{"first 1", "second 1"}));
+  free_geometry_hooks(agent_);
+  mray::run_geometry_hooks(agent_);
+  EXPECT_EQ(calls.size(), 2u);
+}
+
+}  // namespace
