@@ -44,14 +44,15 @@ bool FrameBuilder::build(const std::string& scene_path, FrameGeometry* frame, st
   clear_messages();
   RenderSession session(*plugin_);
   if (!session.start(error)) return false;
-  session.render(scene);
+  const RenderReport report = session.render(scene);
   for (const Message& message : messages())
     if (message.level == Level::error) {
       std::string text = message.text;
       if (!text.empty() && text.back() == '\n') text.pop_back();
       warnings->push_back(scene_path + ": the plug-in reports: " + text);
     }
-  frame_from_database(frame, warnings);
+  // The session gives the database back when it ends: read the frame before.
+  frame_from_database(report.assemblies, frame, warnings);
   return true;
 }
 
