@@ -83,6 +83,7 @@ TEST(HostServices, DatabaseAccessPinsAndUnpinBalances) {
   ASSERT_EQ(host::messages().size(), 2u);
   EXPECT_EQ(host::messages()[0].level, host::Level::error);
   EXPECT_EQ(mi_db_type(0), miSCENE_NONE);
+  host::db_clear();  // gives the elements back, as the end of a session does
 }
 
 TEST(HostServices, GlobalLockIsReentrantForItsHolderAndExcludesOthers) {
@@ -149,6 +150,7 @@ TEST(HostServices, OptionsAreReadByTypeThroughTheShaderInterface) {
   options->release();
   EXPECT_EQ(host::db_pins(tag), 0);
   EXPECT_EQ(host::shader_interface_objects_held(), 0);
+  host::db_clear();
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 #include "agent/mesh.h"
 #include "agent/nodes.h"
 #include "motion/apf_cache.h"
-#include "sim/scene_setup.h"
 
 namespace {
 
@@ -74,8 +73,6 @@ class AgentPose : public ::testing::Test {
     write_file(dir_ / "man.cdl",
                "object man\n"
                "variables\nspeed 1\nheight 2\nend variables\n"
-               "render_pass beauty\nrender_pass matte_pass 7\nrender_pass shadows 2\n"
-               "render_pass hidden 4\n"
                "segment root\n"
                "segment arm\nparent root\ntranslate 0 1 0\n"
                "bone root\nbone arm\n"
@@ -151,29 +148,6 @@ TEST_F(AgentPose, RestPoseGivesBackTheMeshAndAPoseCacheRecordPosesTheSkin) {
   expect_points(node_->mesh->points, -3, 30, "agent 2");
 }
 
-TEST_F(AgentPose, AMissingOrShortPoseCacheWarnsAndKeepsThePose) {
-  write_file(dir_ / "frame.1.apf", pose_block(1, 2, 45));
-  MrayRenderArgs posed = args(1, 1, (dir_ / "frame.1.apf").string());
-  mray::pose_current_frame(agent_, &posed);
-
-  // Agent 3 is beyond the file's records; frame 9 has no file.
-  MrayRenderArgs beyond = args(3, 1, (dir_ / "frame.1.apf").string());
-  testing::internal::CaptureStderr();
-  mray::pose_current_frame(agent_, &beyond);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "Warning: Couldn't find APF file " + (dir_ / "frame.1.apf").string() + "\n");
-  expect_points(node_->mesh->points, 2, 45, "beyond the records");
-
-  const std::string missing = (dir_ / "frame.9.apf").string();
-  MrayRenderArgs absent = args(1, 9, missing);
-  testing::internal::CaptureStderr();
-  mray::pose_current_frame(agent_, &absent);
-  const std::string printed = testing::internal::GetCapturedStderr();
-  EXPECT_NE(printed.find("Warning: Couldn't find APF file " + missing + "\n"), std::string::npos)
-      << printed;
-  expect_points(node_->mesh->points, 2, 45, "missing file");
-}
-
 TEST_F(AgentPose, ThePreviousFrameGivesPreviousPointsTransformsAndASweptBox) {
   write_file(dir_ / "frame.6.apf", pose_block(1, 1, 0));
   write_file(dir_ / "frame.7.apf", pose_block(1, 4, 90));
@@ -227,34 +201,6 @@ TEST_F(AgentPose, PairsSetTheFirstVariableOfTheirNameAndEachAgentGetsItsOwn) {
   pairs[0].number = 1.5f;
   mray::set_agent_variables(agent_, pairs, 1);
   EXPECT_FLOAT_EQ(find_userVar(agent_, "height")->value, 1.5f);
-}
-
-TEST_F(AgentPose, RenderPassSelectionExcludesAgentsWithoutVisibleOrShadowBits) {
-  RenderRecord current{};
-  current.renderer = RENDERER_MENTAL_RAY;
-  // No pass name: nothing is filtered and no pass rows are used.
-  EXPECT_TRUE(mray::select_render_pass(agent_, &current));
-  EXPECT_EQ(agent_->pass_index, -1);
-
-  const struct {
-    const char* pass;
-    bool included;
-    uint8_t flags;
-  } cases[] = {{"beauty", true, 3},
-               {"matte_pass", true, 7},
-               {"shadows", true, 2},
-               {"hidden", false, 4},
-               {"unknown", false, 0}};
-  for (const auto& c : cases) {
-    current.pass_name = const_cast<char*>(c.pass);
-    EXPECT_EQ(mray::select_render_pass(agent_, &current), c.included) << c.pass;
-    EXPECT_EQ(mray::agent_pass_flags(agent_, agent_->pass_index), c.flags) << c.pass;
-  }
-  EXPECT_EQ(agent_->pass_index, -1);
-  // Another renderer kind's pass of the same name is not this render's.
-  current.pass_name = const_cast<char*>("beauty");
-  current.renderer = 1;
-  EXPECT_FALSE(mray::select_render_pass(agent_, &current));
 }
 
 TEST_F(AgentPose, GeometryHooksRunInOrderWithTheValueOne) {
