@@ -27,3 +27,7 @@ void add_dump_command(CLI::App& app);
 std::string default_plugin_path();
 // The number of render threads by default: the machine's cores.
 int default_thread_count();
+// `hordera simulate SCENE --frames A-B -o DIR`: runs brains and actions, one pose cache a frame.
+void add_simulate_command(CLI::App& app);
+// `hordera example DIR`: writes and simulates the sample crowd.
+void add_example_command(CLI::App& app);

@@ -18,6 +18,8 @@ int main(int argc, char** argv) {
   add_render_command(app);
   add_bake_command(app);
   add_demo_command(app);
+  add_simulate_command(app);
+  add_example_command(app);
 
   CLI11_PARSE(app, argc, argv);
   if (app.get_subcommands().empty()) {

@@ -42,8 +42,8 @@ void playback_free_table(Agent* agent) {
 }
 
 void create_kickoffs(Agent* agent) {
-  // This engine starts no actions by itself (no kickoff evaluator); what remains is keeping the
-  // table consistent with the action list after actions were added or replaced: a slot that
+  // Actions are started by the playback evaluator from their kickoff channels; what remains here
+  // is keeping the table consistent with the action list after actions were added or replaced: a slot that
   // refers to an action no longer in the list is released, and every action carries a usable
   // playback scale.
   if (agent == nullptr) return;

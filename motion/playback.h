@@ -38,8 +38,9 @@ void create_playbacks(Agent* agent);
 // Frees the agent's playback table (slots and their records) and clears the reference.
 void playback_free_table(Agent* agent);
 // Brings the agent's playback state in line with its action list after actions were added or
-// replaced. It starts no action (this engine has no kickoff evaluator): it releases slots whose
-// action is no longer listed and gives every action a non-zero playback scale.
+// replaced. It starts no action (the playback evaluator does, motion/playback_evaluate.h): it
+// releases slots whose action is no longer listed and gives every action a non-zero playback
+// scale.
 void create_kickoffs(Agent* agent);
 // The first free slot, or null with " NO SPARE PLAYBACKS\n" on standard error.
 PlaybackSlot* playback_free_slot(Agent* agent);

@@ -10,6 +10,7 @@
 #include "motion/apf.h"
 #include "motion/playback.h"
 #include "sim/brain.h"
+#include "sim/brain_evaluate.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
 
@@ -284,6 +285,7 @@ extern "C" void sim_delete_agent(Agent* agent) {
   free_frame_callbacks(agent);
   playback_free_table(agent);
   brain_free_output_copies(agent);
+  brain_forget_agent(agent);
   std::free(agent->pass_flags);
   agent->pass_flags = nullptr;
   agent->pass_flag_count = 0;
