@@ -37,13 +37,26 @@ double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// The scene files of the sample crowd, in name order.
+// The frame number in a scene file's name ("crowd.12.mi" -> 12), -1 without one.
+long frame_of(const fs::path& scene) {
+  const std::string stem = scene.stem().string();
+  const size_t end = stem.find_last_of("0123456789");
+  if (end == std::string::npos) return -1;
+  const size_t start = stem.find_last_not_of("0123456789", end) + 1;
+  return std::stol(stem.substr(start, std::min<size_t>(end + 1 - start, 9)));
+}
+
+// The scene files of the sample crowd (in its folder or its scenes/ folder), in frame order.
 std::vector<fs::path> scene_files(const fs::path& crowd) {
   std::vector<fs::path> scenes;
-  std::error_code error;
-  for (fs::directory_iterator it(crowd, error), end; !error && it != end; it.increment(error))
-    if (it->path().extension() == ".mi") scenes.push_back(it->path());
-  std::sort(scenes.begin(), scenes.end());
+  for (const fs::path& folder : {crowd, crowd / "scenes"}) {
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error))
+      if (it->path().extension() == ".mi") scenes.push_back(it->path());
+  }
+  std::sort(scenes.begin(), scenes.end(), [](const fs::path& a, const fs::path& b) {
+    return std::make_pair(frame_of(a), a) < std::make_pair(frame_of(b), b);
+  });
   return scenes;
 }
 

@@ -74,7 +74,7 @@ sinfo -h -o '%T' | grep -qE 'idle|mixed' ||
 # The sample crowd, and one array task per frame.
 crowd="$work/crowd"
 "$hordera" example "$crowd" > /dev/null || { echo "error: cannot make the sample crowd" >&2; exit 1; }
-mapfile -t scenes < <(find "$crowd" -maxdepth 1 -name '*.mi' | sort)
+mapfile -t scenes < <(find "$crowd" -maxdepth 2 -name '*.mi' | sort -V)
 [ ${#scenes[@]} -ge 4 ] || { echo "error: the sample crowd has fewer than four scene files" >&2; exit 1; }
 mkdir -p "$work/frames"
 printf '%s\n' "${scenes[@]:0:4}" > "$work/scenes.txt"
