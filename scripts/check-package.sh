@@ -15,7 +15,7 @@ for wanted in ./usr/bin/hordera ./usr/lib/hordera/hordera.so ./usr/share/doc/hor
   grep -qx "$wanted" <<< "$files" || { echo "error: $package lacks $wanted" >&2; status=1; }
 done
 stray=$(grep -v -e '/$' -e '^./usr/bin/hordera$' -e '^./usr/lib/hordera/hordera.so$' \
-  -e '^./usr/share/doc/hordera/[a-z_-]*\.md$' <<< "$files" || true)
+  -e '^./usr/share/doc/hordera/[A-Za-z0-9_-]*\.md$' <<< "$files" || true)
 [ -z "$stray" ] || { echo "error: $package holds unexpected files:" >&2; echo "$stray" >&2; status=1; }
 depends=$(dpkg-deb -f "$package" Depends)
 for library in libembree3 libpng16 libtinygltf; do
