@@ -1,6 +1,7 @@
 // Reading the posed crowd out of the scene database.
 #include "host/frame_from_database.h"
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -93,27 +94,37 @@ void frame_from_database(const std::vector<AssemblyRun>& assemblies, FrameGeomet
         };
         bool normals = !group.vertices.empty(), uvs = !group.vertices.empty();
         for (const VertexData& vertex : group.vertices) {
-          mesh.positions.push_back(vector_at(vertex.position));
           normals = normals && vertex.normal >= 0;
           uvs = uvs && !vertex.textures.empty();
         }
-        if (normals)
-          for (const VertexData& vertex : group.vertices)
-            mesh.normals.push_back(vector_at(vertex.normal));
-        if (uvs)
-          for (const VertexData& vertex : group.vertices) {
+        // Vertices made of the same vectors are one point of the mesh: the plug-in gives every
+        // polygon corner a vertex of its own, which would make files several times larger.
+        std::map<std::array<int, 3>, uint32_t> made;
+        std::vector<uint32_t> point_of(group.vertices.size());
+        for (size_t v = 0; v < group.vertices.size(); ++v) {
+          const VertexData& vertex = group.vertices[v];
+          const std::array<int, 3> key = {vertex.position, normals ? vertex.normal : -1,
+                                          uvs ? vertex.textures[0] : -1};
+          const auto [found, added] =
+              made.emplace(key, static_cast<uint32_t>(mesh.positions.size()));
+          point_of[v] = found->second;
+          if (!added) continue;
+          mesh.positions.push_back(vector_at(vertex.position));
+          if (normals) mesh.normals.push_back(vector_at(vertex.normal));
+          if (uvs) {
             const Vec3 uvw = vector_at(vertex.textures[0]);
             mesh.uvs.push_back({uvw[0], uvw[1]});
           }
+        }
         std::vector<uint32_t> corners;
         const auto add = [&](const auto& indices, miTag material) {
           corners.clear();
           for (auto corner : indices) {
-            if (static_cast<size_t>(corner) >= mesh.positions.size()) {
+            if (static_cast<size_t>(corner) >= point_of.size()) {
               ++dropped_corners;
               continue;
             }
-            corners.push_back(static_cast<uint32_t>(corner));
+            corners.push_back(point_of[corner]);
           }
           mesh.add_polygon(corners.data(), corners.size(), material_index(material));
         };

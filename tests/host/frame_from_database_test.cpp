@@ -61,8 +61,12 @@ TEST(FrameFromDatabase, TakesAnAssemblysVisibleObjectsWithTheirPhongMaterials) {
       mi_api_vertex_normal_add(8);
       mi_api_vertex_tex_add(corner * 2 + 1, -1, -1);
     }
+    // A vertex made of the same vectors as vertex 0 is the same point of the mesh.
+    mi_api_vertex_add(0);
+    mi_api_vertex_normal_add(8);
+    mi_api_vertex_tex_add(1, -1, -1);
     const std::vector<std::pair<miTag, std::vector<int>>> polygons = {
-        {phong, {0, 1, 3, 2}}, {custom, {0, 1, 3}}, {fallback, {0, 3, 2}}};
+        {phong, {0, 1, 3, 2}}, {custom, {0, 1, 3}}, {fallback, {4, 3, 2}}};
     for (const auto& [tag, corners] : polygons) {
       mi_api_poly_begin_tag(0, tag);
       for (int corner : corners) mi_api_poly_index_add(corner);
