@@ -80,6 +80,27 @@ struct Bounds {
   }
 };
 
+// The box the camera frames and the ground sits under: per axis, from the 1st to the 99th
+// percentile of the drawn points, so that a few stray points far from the crowd do not shrink
+// it to a speck.
+Bounds framing_bounds(std::vector<float>& xs, std::vector<float>& ys, std::vector<float>& zs) {
+  Bounds bounds;
+  float* low[3] = {&bounds.low.x, &bounds.low.y, &bounds.low.z};
+  float* high[3] = {&bounds.high.x, &bounds.high.y, &bounds.high.z};
+  std::vector<float>* axes[3] = {&xs, &ys, &zs};
+  for (int a = 0; a < 3; ++a) {
+    std::vector<float>& values = *axes[a];
+    if (values.empty()) return Bounds{};
+    const size_t last = values.size() - 1;
+    const size_t lower = last / 100, upper = last - last / 100;
+    std::nth_element(values.begin(), values.begin() + lower, values.end());
+    *low[a] = values[lower];
+    std::nth_element(values.begin(), values.begin() + upper, values.end());
+    *high[a] = values[upper];
+  }
+  return bounds;
+}
+
 void report_device_error(void* user, RTCError, const char* text) {
   auto* message = static_cast<std::string*>(user);
   if (message->empty()) *message = text ? text : "unknown error";
@@ -295,7 +316,7 @@ bool render_preview(const FrameGeometry& frame, const PreviewSettings& settings,
   shading.ground.diffuse = {0.45f, 0.45f, 0.42f};
 
   // The drawable triangles of every mesh, one Embree geometry per mesh.
-  Bounds bounds;
+  std::vector<float> xs, ys, zs;  // the drawn points' coordinates, for framing
   size_t left_out = 0;
   std::vector<V3> points;
   std::vector<uint32_t> indices;
@@ -310,6 +331,7 @@ bool render_preview(const FrameGeometry& frame, const PreviewSettings& settings,
       if (usable[i]) points[i] = to_v3(mesh.positions[i]);
     }
     indices.clear();
+    std::vector<char> drawn(mesh.positions.size(), 0);
     for (size_t t = 0; t < mesh.triangle_count(); ++t) {
       const uint32_t* corner = &mesh.triangles[t * 3];
       const bool ok = corner[0] < usable.size() && corner[1] < usable.size() &&
@@ -321,9 +343,15 @@ bool render_preview(const FrameGeometry& frame, const PreviewSettings& settings,
       }
       indices.insert(indices.end(), corner, corner + 3);
       traced.triangles.push_back(static_cast<uint32_t>(t));
-      for (int c = 0; c < 3; ++c) bounds.add(points[corner[c]]);
+      for (int c = 0; c < 3; ++c) drawn[corner[c]] = 1;
     }
     left_out += mesh.triangles.size() % 3 != 0;
+    for (size_t i = 0; i < drawn.size(); ++i)
+      if (drawn[i]) {
+        xs.push_back(points[i].x);
+        ys.push_back(points[i].y);
+        zs.push_back(points[i].z);
+      }
     if (traced.triangles.empty()) continue;
     if (!add_triangles(device.get(), scene.get(), points, indices,
                        static_cast<unsigned>(shading.geometries.size()))) {
@@ -348,6 +376,7 @@ bool render_preview(const FrameGeometry& frame, const PreviewSettings& settings,
       }
   }
 
+  const Bounds bounds = framing_bounds(xs, ys, zs);
   const V3 centre = (bounds.low + bounds.high) * 0.5f;
   const float radius = std::max(length(bounds.high - bounds.low) * 0.5f, 1e-3f);
   shading.epsilon = std::max(radius * 1e-4f, 1e-6f);
