@@ -11,6 +11,7 @@
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/plugin.h"
+#include "host/plugin_path.h"
 #include "host/render_session.h"
 #include "host/scene_reader.h"
 
@@ -42,7 +43,9 @@ int run_inspect(const InspectOptions& options) {
   for (const std::string& error : scene.errors) std::fprintf(stderr, "error: %s\n", error.c_str());
   if (!opened) return 1;
 
-  const std::string plugin_path = options.plugin.empty() ? default_plugin_path() : options.plugin;
+  const std::string plugin_path = options.plugin.empty()
+                                      ? host::default_plugin_path(HORDERA_PLUGIN_BUILD_PATH)
+                                      : options.plugin;
   std::string error;
   const auto plugin = host::load_plugin(plugin_path, &error);
   if (!plugin) {
@@ -112,8 +115,8 @@ void add_inspect_command(CLI::App& app) {
   command->add_option("scene", options->scene, "Scene file written by the crowd exporter (.mi)")
       ->required();
   command->add_option("--plugin", options->plugin,
-                      "Plug-in to load (default: hordera.so beside this program, else the one "
-                      "of the build tree)");
+                      "Plug-in to load (default: hordera.so beside this program, else in "
+                      "../lib/hordera/ from it, else the one of the build tree)");
   command
       ->add_option("--verbose", options->verbosity,
                    "Also print the plug-in's messages on standard error as they come, up to "

@@ -18,6 +18,9 @@ int main(int argc, char** argv) {
   add_example_command(app);
   add_dump_command(app);
   add_rib_command(app);
+  add_render_command(app);
+  add_bake_command(app);
+  add_demo_command(app);
 
   CLI11_PARSE(app, argc, argv);
   if (app.get_subcommands().empty()) {

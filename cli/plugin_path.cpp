@@ -1,21 +1,12 @@
 // Where the `hordera` command finds the crowd plug-in by default.
-#include <unistd.h>
+#include "host/plugin_path.h"
 
-#include <climits>
-#include <filesystem>
+#include <thread>
 
 #include "cli/commands.h"
 
 std::string default_plugin_path() {
-  char self[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length > 0) {
-    self[length] = '\0';
-    const std::filesystem::path beside = std::filesystem::path(self).parent_path() / "hordera.so";
-    std::error_code ignored;
-    if (std::filesystem::exists(beside, ignored)) return beside.string();
-  }
-  return HORDERA_PLUGIN_BUILD_PATH;
+  return host::default_plugin_path(HORDERA_PLUGIN_BUILD_PATH);
 }
 
 int default_thread_count() {

@@ -7,6 +7,7 @@ hordera_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev
   libdeflate-dev libfast-float-dev
+  libembree-dev libpng-dev libtinygltf-dev nlohmann-json3-dev
 )
 
 hordera_install_deps() {

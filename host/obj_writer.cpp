@@ -1,0 +1,133 @@
+// OBJ and MTL output of a frame's geometry.
+#include "host/obj_writer.h"
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <set>
+
+namespace host {
+namespace {
+
+// A name OBJ and MTL readers take as one word.
+std::string one_word(const std::string& name, const char* fallback) {
+  if (name.empty()) return fallback;
+  std::string word = name;
+  for (char& c : word)
+    if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '#') c = '_';
+  return word;
+}
+
+void append(std::string* out, const char* format, double a, double b, double c) {
+  char line[128];
+  std::snprintf(line, sizeof line, format, a, b, c);
+  *out += line;
+}
+
+float finite_or_zero(float value) {
+  return std::isfinite(value) ? value : 0.0f;
+}
+
+}  // namespace
+
+bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::string* obj,
+                std::string* mtl, std::string* error, std::vector<std::string>* warnings) {
+  obj->clear();
+  mtl->clear();
+  *obj += "# the posed crowd, written by hordera " HORDERA_ENGINE_VERSION "\n";
+  *obj += "mtllib " + one_word(mtl_name, "crowd.mtl") + "\n";
+  // Material names, unique within the library; index -1 is the default material.
+  std::map<int, std::string> names;
+  std::set<std::string> taken;
+  auto material_name = [&](int index) {
+    if (index < 0 || index >= static_cast<int>(frame.materials.size())) index = -1;
+    auto found = names.find(index);
+    if (found != names.end()) return found->second;
+    const FrameMaterial material = index >= 0 ? frame.materials[index] : default_material();
+    std::string name = one_word(material.name, "material");
+    for (int n = 2; taken.count(name); ++n)
+      name = one_word(material.name, "material") + "_" + std::to_string(n);
+    taken.insert(name);
+    *mtl += "newmtl " + name + "\n";
+    const Vec3 diffuse = material.evaluated ? material.diffuse : Vec3{0.5f, 0.5f, 0.5f};
+    const Vec3 specular = material.evaluated ? material.specular : Vec3{0.0f, 0.0f, 0.0f};
+    append(mtl, "Ka %.6g %.6g %.6g\n", finite_or_zero(material.ambient[0]),
+           finite_or_zero(material.ambient[1]), finite_or_zero(material.ambient[2]));
+    append(mtl, "Kd %.6g %.6g %.6g\n", finite_or_zero(diffuse[0]), finite_or_zero(diffuse[1]),
+           finite_or_zero(diffuse[2]));
+    append(mtl, "Ks %.6g %.6g %.6g\n", finite_or_zero(specular[0]), finite_or_zero(specular[1]),
+           finite_or_zero(specular[2]));
+    char line[64];
+    std::snprintf(line, sizeof line, "Ns %.6g\nillum 2\nd 1\n\n",
+                  finite_or_zero(material.exponent));
+    *mtl += line;
+    return names[index] = name;
+  };
+
+  size_t base = 1;  // OBJ indices count from 1 across the whole file
+  size_t written = 0, left_out = 0;
+  for (const FrameMesh& mesh : frame.meshes) {
+    const size_t count = mesh.positions.size();
+    std::vector<char> usable(count);
+    for (size_t i = 0; i < count; ++i) usable[i] = usable_point(mesh.positions[i]);
+    std::string faces;
+    int current = -2;
+    size_t mesh_faces = 0;
+    const bool has_uvs = mesh.uvs.size() == count, has_normals = mesh.normals.size() == count;
+    for (size_t t = 0; t < mesh.triangle_count(); ++t) {
+      const uint32_t* corner = &mesh.triangles[t * 3];
+      bool ok = true;
+      for (int c = 0; c < 3; ++c) ok = ok && corner[c] < count && usable[corner[c]];
+      if (!ok) {
+        ++left_out;
+        continue;
+      }
+      const int material = t < mesh.triangle_materials.size() ? mesh.triangle_materials[t] : -1;
+      if (material != current || mesh_faces == 0) {
+        faces += "usemtl " + material_name(material) + "\n";
+        current = material;
+      }
+      faces += "f";
+      for (int c = 0; c < 3; ++c) {
+        const size_t index = base + corner[c];
+        faces += " " + std::to_string(index);
+        if (has_uvs || has_normals) faces += "/" + (has_uvs ? std::to_string(index) : "");
+        if (has_normals) faces += "/" + std::to_string(index);
+      }
+      faces += "\n";
+      ++mesh_faces;
+    }
+    left_out += mesh.triangles.size() % 3 != 0;
+    if (mesh_faces == 0) continue;  // nothing of this mesh is drawn
+    *obj += "o " + (mesh.agent.empty() ? "" : one_word(mesh.agent, "agent") + "/") +
+            one_word(mesh.name, "object") + "\n";
+    for (size_t i = 0; i < count; ++i) {
+      const Vec3& p = usable[i] ? mesh.positions[i] : Vec3{0.0f, 0.0f, 0.0f};
+      append(obj, "v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
+    }
+    if (has_uvs)
+      for (const Vec2& uv : mesh.uvs) {
+        char line[96];
+        std::snprintf(line, sizeof line, "vt %.9g %.9g\n", finite_or_zero(uv[0]),
+                      finite_or_zero(uv[1]));
+        *obj += line;
+      }
+    if (has_normals)
+      for (const Vec3& n : mesh.normals)
+        append(obj, "vn %.9g %.9g %.9g\n", finite_or_zero(n[0]), finite_or_zero(n[1]),
+               finite_or_zero(n[2]));
+    *obj += faces;
+    base += count;
+    written += mesh_faces;
+  }
+  if (left_out > 0 && warnings)
+    warnings->push_back(std::to_string(left_out) +
+                        " triangles with unusable coordinates or corner indices were left out");
+  if (written == 0) {
+    if (error) *error = "nothing to bake: the frame holds no triangles";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace host

@@ -1,0 +1,139 @@
+// Frame ranges, per-frame file names, sequences that go on after a failed frame, and output
+// files that appear whole or not at all.
+#include "host/frame_range.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "host/output_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
+TEST(FrameRange, ParsesRangesAndRefusesBadOnes) {
+  host::FrameRange range;
+  std::string error;
+  ASSERT_TRUE(host::parse_frame_range("1-4", &range, &error));
+  EXPECT_EQ(range.first, 1);
+  EXPECT_EQ(range.last, 4);
+  EXPECT_EQ(range.count(), 4);
+  ASSERT_TRUE(host::parse_frame_range("7", &range, &error));
+  EXPECT_EQ(range.first, 7);
+  EXPECT_EQ(range.last, 7);
+  ASSERT_TRUE(host::parse_frame_range("-3--1", &range, &error));
+  EXPECT_EQ(range.first, -3);
+  EXPECT_EQ(range.last, -1);
+  ASSERT_TRUE(host::parse_frame_range("-2147483648-2147483647", &range, &error));
+  EXPECT_EQ(range.count(), 4294967296LL);
+
+  for (const char* bad : {"", "a", "1-", "-", "1-2-3", "1..4", " 1-4", "1-4 ", "99999999999"}) {
+    EXPECT_FALSE(host::parse_frame_range(bad, &range, &error)) << bad;
+    EXPECT_EQ(error, std::string("bad frame range \"") + bad + "\": expected A or A-B");
+  }
+  EXPECT_FALSE(host::parse_frame_range("4-1", &range, &error));
+  EXPECT_EQ(error, "bad frame range \"4-1\": the first frame is after the last");
+}
+
+TEST(FrameRange, FormatsFramePatterns) {
+  EXPECT_EQ(host::format_frame_path("frame.%04d.png", 7), "frame.0007.png");
+  EXPECT_EQ(host::format_frame_path("frame.%04d.png", 12345), "frame.12345.png");
+  EXPECT_EQ(host::format_frame_path("f%d", -5), "f-5");
+  EXPECT_EQ(host::format_frame_path("f%3d", 5), "f  5");
+  EXPECT_EQ(host::format_frame_path("100%%_%03d.obj", 5), "100%_005.obj");
+  EXPECT_EQ(host::format_frame_path("still.png", 5), "still.png");
+  EXPECT_FALSE(host::has_frame_conversion("100%%.png"));
+  EXPECT_TRUE(host::has_frame_conversion("a%02d"));
+
+  std::string error;
+  EXPECT_TRUE(host::check_frame_pattern("a%%b%05d", &error));
+  for (const char* bad : {"%s.png", "%d_%d.png", "50%.png", "%", "%-4d", "%999d"}) {
+    EXPECT_FALSE(host::check_frame_pattern(bad, &error)) << bad;
+    EXPECT_THAT(error, HasSubstr(bad));
+  }
+
+  EXPECT_EQ(host::sequence_pattern("out.png", true), "out.%04d.png");
+  EXPECT_EQ(host::sequence_pattern("out.png", false), "out.png");
+  EXPECT_EQ(host::sequence_pattern("f.%d.png", true), "f.%d.png");
+  EXPECT_EQ(host::sequence_pattern("v1.2/out", true), "v1.2/out.%04d");
+  EXPECT_EQ(host::sequence_pattern("dir/.hidden", true), "dir/.hidden.%04d");
+}
+
+TEST(FrameRange, RunsEveryFrameInOrderAndReportsTheFailedOnes) {
+  std::vector<int> seen, progress;
+  ::testing::internal::CaptureStderr();
+  const int failed = host::run_frames(
+      {3, 6},
+      [&](int frame, std::string* error) {
+        seen.push_back(frame);
+        if (frame == 4 || frame == 6) *error = "crowd." + std::to_string(frame) + ".apf: missing";
+        return frame != 4 && frame != 6;
+      },
+      [&](int done) { progress.push_back(done); });
+  const std::string printed = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(failed, 2);
+  EXPECT_EQ(seen, (std::vector<int>{3, 4, 5, 6}));
+  EXPECT_EQ(progress, (std::vector<int>{1, 2, 3, 4}));
+  EXPECT_EQ(printed,
+            "error: frame 4: crowd.4.apf: missing\n"
+            "error: frame 6: crowd.6.apf: missing\n"
+            "error: 2 of 4 frames failed: 4 6\n");
+}
+
+// The files of `dir`, by name.
+std::vector<std::string> listing(const fs::path& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(dir)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string contents(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TEST(OutputFile, AppearsWholeOrNotAtAll) {
+  const fs::path dir = fs::path(::testing::TempDir()) / "outputs";
+  fs::create_directories(dir);
+  const std::string path = (dir / "frame.0001.png").string();
+  std::string error;
+  ASSERT_TRUE(host::write_file_atomically(path, "first", &error)) << error;
+  ASSERT_TRUE(host::write_file_atomically(path, "second", &error)) << error;
+  EXPECT_EQ(contents(path), "second");
+  EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
+
+  const std::string missing = (dir / "no_such_dir" / "f.png").string();
+  EXPECT_FALSE(host::write_file_atomically(missing, "x", &error));
+  EXPECT_EQ(error, missing + ": cannot write: No such file or directory");
+  const std::string under_file = path + "/f.png";
+  EXPECT_FALSE(host::write_file_atomically(under_file, "x", &error));
+  EXPECT_EQ(error, under_file + ": cannot write: Not a directory");
+
+  // A disk that fills up part way, made by a file size limit: the old file stays as it was and
+  // no temporary file is left behind.
+  struct rlimit old_limit;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+  const auto old_handler = signal(SIGXFSZ, SIG_IGN);
+  struct rlimit small = old_limit;
+  small.rlim_cur = 4096;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const bool written = host::write_file_atomically(path, std::string(100000, 'x'), &error);
+  setrlimit(RLIMIT_FSIZE, &old_limit);
+  signal(SIGXFSZ, old_handler);
+  EXPECT_FALSE(written);
+  EXPECT_EQ(error, path + ": cannot write: File too large");
+  EXPECT_EQ(contents(path), "second");
+  EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
+}
+
+}  // namespace
