@@ -129,7 +129,8 @@ std::string action_text() {
 std::string agent_text() {
   std::ostringstream out;
   out << "# CDL created with hordera v" << HORDERA_ENGINE_VERSION << "\n";
-  out << "object walker\nangles degrees\n";
+  // The scenes render the "beauty" pass; the walkers are visible and cast shadows in it.
+  out << "object walker\nangles degrees\nrender_pass beauty 3\n";
   // Variables the scene varies per agent (definitions with a range), the kickoff channels of
   // the two actions, and the goal the brain steers to.
   out << "variables\ngoal_x 0\ngoal_z 0\nhat 0\nskin_hue 0.06\nshirt_hue 0.5\nhat_hue 0.1\n"
