@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "sim/evaluators.h"
+
 int32_t build_polygon_geometry = 0;
 int32_t no_windows = 0;
 
@@ -14,5 +16,7 @@ int application_start(void* display, int argc, char** argv) {
     if (std::strcmp(argv[i], "-gui") == 0) no_windows = 1;
     if (std::strcmp(argv[i], "-geo") == 0) build_polygon_geometry = 1;
   }
+  // A started engine simulates for real: every nextFrame evaluates brains and plays actions.
+  sim_use_evaluators();
   return 1;
 }
