@@ -130,7 +130,7 @@ SceneSetup read_scene_setup(const std::string& path) {
       }
       if (!good) continue;
       // Each group has its own prototype agent, named after the group, so that the agents of
-      // two groups of one agent type are named apart ("north.1", "south.1"). It takes no part
+      // two groups of one agent type are named apart ("north.1", "south.101"). It takes no part
       // in the run itself.
       Agent* prototype = new_agent_instance(type);
       if (prototype == nullptr) continue;

@@ -63,7 +63,9 @@ void add_limbs(BodyMesh& mesh, bool skin) {
 void add_tube(BodyMesh& mesh, const Point& from, const Point& to, double radius, double squash,
               int rings, int sides, const std::string& segment, const std::string& parent) {
   Point axis = normalised(add(to, scale(from, -1)));
-  Point reference = std::fabs(axis[2]) < 0.9 ? Point{0, 0, 1} : Point{1, 0, 0};
+  // The squash widens the tube along u: across the body (x) for upright tubes, and sideways, not
+  // up and down, for tubes lying flat (the cap's peak).
+  Point reference = std::fabs(axis[1]) < 0.9 ? Point{0, 1, 0} : Point{0, 0, 1};
   Point u = normalised(cross(axis, reference));
   Point v = cross(axis, u);
   double length = std::sqrt(std::pow(to[0] - from[0], 2) + std::pow(to[1] - from[1], 2) +

@@ -168,7 +168,8 @@ void fade(PlaybackSlot& slot, double seconds) {
 }
 
 // The weighted average of every playing slot's curve values per channel, written into the
-// agent's segment channels (marked animated, so pose caches record them) and user variables.
+// agent's segment channels and user variables; an agent whose segments are driven has all its
+// segments marked animated, so that pose caches record the whole skeleton.
 void blend(Agent* agent) {
   std::vector<Segment*> segments;
   for (Segment* segment = agent->segments; segment != nullptr; segment = segment->next)
@@ -190,6 +191,7 @@ void blend(Agent* agent) {
         variable_names[curve->channel_index] = curve->points->channel;
     }
   }
+  bool drives_segments = false;
   for (const auto& [key, sum] : sums) {
     if (!(sum.second > 0)) continue;
     auto value = static_cast<float>(sum.first / sum.second);
@@ -199,13 +201,19 @@ void blend(Agent* agent) {
       size_t position = static_cast<size_t>(index) / 6;
       if (position >= segments.size()) continue;
       segments[position]->channels[index % 6] = value;
-      segments[position]->animated = 1;
+      drives_segments = true;
     } else if (kind == CURVE_KIND_VARIABLE) {
       const char* name = variable_names[index];
       if (UserVar* variable = name != nullptr ? find_userVar(agent, name) : nullptr)
         variable->value = value;
     }
   }
+  // The renderer's pose-cache reader gives six values to each segment in list order, whatever
+  // the names on the lines: a cache that skipped the segments no curve drives would shift the
+  // later segments' channels onto the earlier ones. So once an action moves any segment, every
+  // segment is written.
+  if (drives_segments)
+    for (Segment* segment : segments) segment->animated = 1;
 }
 
 }  // namespace

@@ -51,17 +51,23 @@ extern "C" const char* group_agent_name(const Group* group) {
   return "";
 }
 
-// Agents of a group are numbered 1 .. count and set out in rows of ceil(sqrt(count)) along x,
-// rows following each other along z, `spacing` apart, from the group's origin.
+// Agents of the groups are numbered on from one group to the next (the first group's 1 .. count,
+// the next group's count + 1 onwards, ...), since an agent's number is its id and the renderer
+// names its assembly and materials and finds its pose-cache record by id alone. Each group sets
+// its agents out in rows of ceil(sqrt(count)) along x, rows following each other along z,
+// `spacing` apart, from the group's origin.
 extern "C" void place_groups(void) {
+  int64_t first = 1;
   for (Group* group = groups; group; group = group->next) {
     if (group->count <= 0) continue;
     int columns = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(group->count))));
     for (int32_t i = 0; i < group->count; ++i) {
+      const int64_t number = first + i;
       char name[1024];
-      std::snprintf(name, sizeof name, "%s.%d", group_agent_name(group), i + 1);
+      std::snprintf(name, sizeof name, "%s.%ld", group_agent_name(group),
+                    static_cast<long>(number));
       Agent* agent = findAgent(name);
-      if (!agent) agent = group_create_agent(group, i + 1);
+      if (!agent) agent = group_create_agent(group, number);
       if (!agent) break;
       agent->birth_frame = 0;
       agent->spawned = 0;
@@ -75,6 +81,7 @@ extern "C" void place_groups(void) {
       sim_build_root_matrix(agent);
       std::memcpy(agent->last_matrix, agent->matrix, sizeof(Matrix));
     }
+    first += group->count;
   }
 }
 

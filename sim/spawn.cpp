@@ -73,6 +73,9 @@ extern "C" Agent* createInstance(Group* group) {
     std::fprintf(stderr, "ERROR: create_instance(NULL)\n");
     return nullptr;
   }
+  // The group's number moves past every id in the scene: ids are unique across groups.
+  for (Agent* agent = root_agent; agent; agent = agent->next)
+    if (agent->id >= group->number) group->number = agent->id + 1;
   return group_create_agent(group, group->number);
 }
 

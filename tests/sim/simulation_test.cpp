@@ -15,6 +15,8 @@
 #include "agent/agent.h"
 #include "agent/skeleton.h"
 #include "base/vecmath.h"
+#include "motion/apf.h"
+#include "motion/apf_cache.h"
 #include "motion/playback.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
@@ -200,6 +202,42 @@ TEST_F(SimulationTest, GroupsPlaceAgentsAndNameInstances) {
   EXPECT_EQ(createInstance(nullptr), nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ERROR: create_instance(NULL)\nERROR: create_instance(NULL)\n");
+}
+
+// Ids name the renderer's assemblies and select pose-cache records, so two groups must not both
+// start at 1: agent 1 of the second group would read the first group's record with its own
+// appended, and the second root's world place would land on another segment.
+TEST_F(SimulationTest, GroupsNumberAgentsAcrossTheSceneSoPoseCacheRecordsStaySeparate) {
+  Group* north = new_group("north", type_, make_agent("north"), 2, 1.6f);
+  Group* south = new_group("south", type_, make_agent("south"), 2, 1.6f);
+  north->origin[2] = -20;
+  south->origin[2] = 10;
+  resetAll();
+  // Placed agents in scene order, with their ids and names worked out by hand.
+  std::vector<Agent*> placed;
+  for (Agent* agent = root_agent; agent; agent = agent->next)
+    if (agent->group != nullptr) placed.push_back(agent);
+  ASSERT_EQ(placed.size(), 4u);
+  const char* names[] = {"north.1", "north.2", "south.3", "south.4"};
+  const float expected_z[] = {-20, -20, 10, 10};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(placed[i]->id, i + 1);
+    EXPECT_STREQ(placed[i]->name, names[i]);
+  }
+  const fs::path dir = fs::path(testing::TempDir()) / ("ids_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  ASSERT_EQ(apf_write(dir.string().c_str(), 1, 0), 1);
+  apf_cache_init();
+  Agent* reader = new_agent_instance(type_);
+  for (int i = 0; i < 4; ++i) {
+    reader->id = placed[i]->id;
+    ASSERT_EQ(apf_cache_read((dir / "frame.1.apf").string().c_str(), reader), 1);
+    EXPECT_FLOAT_EQ(reader->segments->channels[2], expected_z[i]) << "root tz of " << names[i];
+    EXPECT_FLOAT_EQ(reader->segments->next->channels[2], 0) << "hand tz of " << names[i];
+  }
+  fs::remove_all(dir);
+  // An agent made later in the first group takes the next id of the whole scene.
+  EXPECT_EQ(createInstance(north)->id, 5);
 }
 
 TEST_F(SimulationTest, CallbacksRunForActiveScaledAgentsInOrder) {
