@@ -98,7 +98,9 @@ fs::path write_agent(const std::string& name) {
   const fs::path cache = dir / "cache";
   write_file(cache / "man_1.cape.12.cloth", cape_cache(0));
   write_file(cache / "man_1.cape.11.cloth", cape_cache(1));
-  write_file(cache / "man_1.alt.12.cloth", "space world\npoints 4\n0 0 5\n1 0 5\n1 1 5\n0 1 5\n");
+  write_file(cache / "man_1.alt.12.cloth",
+             "space world\npoints 4\n0 0 5\n1 0 5\n1 1 5\n0 1 5\n"
+             "normals 4\n3 0 0\n3 0 0\n0 0 3\n0 0 3\n");
   write_file(cache / "man_1.alt.11.cloth", "points 3\n0 0 0\n1 0 0\n1 1 0\n");
   write_file(cache / "man_1.off.12.cloth", "points 4\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n");
   write_gzip(cache / "man_1.fur.12.hair.gz", fur_cache(0));
@@ -223,10 +225,12 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
     for (int k = 0; k < 4; ++k) EXPECT_EQ(cloth.vertices[4 + k].position, second[k]);
     expect_vector(cloth.vectors[12 + 5], 1, 0, 0, "texture of corner 5");
     expect_vector(cloth.vectors[12 + 6], 1, 1, 0, "texture of corner 6");
-    // The alternative: world-space points as they stand, no normals.
+    // The alternative: world-space points as they stand; its normals made unit length too.
     const host::GroupData& alternative = objects[1]->groups.at(0);
-    ASSERT_EQ(alternative.vectors.size(), 4u + 4u);
+    ASSERT_EQ(alternative.vectors.size(), 4u + 4u + 4u);
     expect_vector(alternative.vectors[2], 1, 1, 5, "alternative point 2");
+    expect_vector(alternative.vectors[4 + 1], -1, 0, 0, "alternative normal 1");
+    expect_vector(alternative.vectors[4 + 2], 0, 0, -1, "alternative normal 2");
 
     // The fur: 4 strands of 3 points, three tube points each around the strand (their centre is
     // the strand point, their distance the radius, 0.1 at the root to 0 at the tip); 3 quads per
@@ -270,8 +274,8 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
       expect_vector(moving.vectors[20 + p], 0.1f * p, 0.2f, 0, "cape motion " + std::to_string(p));
     EXPECT_EQ(moving.vertices.at(4).motions, std::vector<int>{20 + 1});
     const host::GroupData& still = agents[0][1]->groups.at(0);
-    ASSERT_EQ(still.vectors.size(), 4u + 4u + 4u);
-    for (int p = 0; p < 4; ++p) expect_vector(still.vectors[8 + p], 0, 0, 0, "alternative motion");
+    ASSERT_EQ(still.vectors.size(), 4u + 4u + 4u + 4u);
+    for (int p = 0; p < 4; ++p) expect_vector(still.vectors[12 + p], 0, 0, 0, "alternative motion");
     const host::GroupData& waving = agents[0][3]->groups.at(0);
     ASSERT_EQ(waving.vectors.size(), 72u);
     for (int p = 0; p < 36; ++p) expect_vector(waving.vectors[36 + p], 0, 0, 1, "fur motion");
