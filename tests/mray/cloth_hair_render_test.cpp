@@ -16,6 +16,7 @@
 #include "host/messages.h"
 #include "host/plugin.h"
 #include "host/render_session.h"
+#include "host/scene_names.h"
 #include "host/scene_view.h"
 
 namespace {
@@ -69,9 +70,9 @@ std::string fur_cache(float z) {
          "curve 2\n2 1" + depth + "2 3" + depth;
 }
 
-// A man of one skinned quad, a selector whose value picks its cloth alternative "alt", a cape on
-// a 3 by 2 grid, a disabled cloth piece and a fur of two strands per guide, each resampled to
-// three points, clumped fully at the tip.
+// A man of one skinned quad, a selector whose value picks its cloth alternative "alt" (laid on
+// the body's OBJ file), a cape on a 3 by 2 grid, a disabled cloth piece and a fur of two strands
+// per guide, each resampled to three points, clumped fully at the tip.
 fs::path write_agent(const std::string& name) {
   const fs::path dir = fs::path(testing::TempDir()) / name;
   fs::create_directories(dir / "cache");
@@ -85,7 +86,7 @@ fs::path write_agent(const std::string& name) {
              "geometry body\nfile body.obj\nweights_file body.w\nmaterial 0\n"
              "option pick\nmanual 1.4\ngeo a\ncl alt\n"
              "geometry a\nfile body.obj\n"
-             "cloth alt\ngrid 2 2 1 1\nmaterial 0\n"
+             "cloth alt\ngeo body.obj\nmaterial 0\n"
              "cloth cape\ngrid 3 2 1 1\nmaterial 0\n"
              "cloth off\ndisabled\ngrid 2 2 1 1\n"
              "hair fur\ndensity 2\nvertices_number 3\nclump_ratio 1\nclump_rate 1\n"
@@ -203,7 +204,9 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
     // disabled piece and the selector's alternative are not drawn on their own.
     const auto& objects = agents[0];
     ASSERT_EQ(names_of(objects), (std::vector<std::string>{"body", "alt", "cape", "fur"}));
+    const miTag skin = host::view_names().at("mat_1_0");
     for (const host::ObjectData* object : objects) {
+      EXPECT_EQ(object->groups.at(0).polygons.at(0).material, skin) << object->name;
       EXPECT_EQ(object->record.visible, 2) << object->name;
       EXPECT_EQ(object->record.shadow, 0) << object->name;
       EXPECT_FALSE(object->record.mbox_explicit) << object->name;
@@ -225,9 +228,11 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
     for (int k = 0; k < 4; ++k) EXPECT_EQ(cloth.vertices[4 + k].position, second[k]);
     expect_vector(cloth.vectors[12 + 5], 1, 0, 0, "texture of corner 5");
     expect_vector(cloth.vectors[12 + 6], 1, 1, 0, "texture of corner 6");
-    // The alternative: world-space points as they stand; its normals made unit length too.
+    // The alternative on the polygons of its OBJ file: world-space points as they stand, its
+    // normals made unit length too.
     const host::GroupData& alternative = objects[1]->groups.at(0);
-    ASSERT_EQ(alternative.vectors.size(), 4u + 4u + 4u);
+    ASSERT_EQ(alternative.vectors.size(), 4u + 4u);
+    EXPECT_EQ(alternative.vertices.at(3).position, 3);
     expect_vector(alternative.vectors[2], 1, 1, 5, "alternative point 2");
     expect_vector(alternative.vectors[4 + 1], -1, 0, 0, "alternative normal 1");
     expect_vector(alternative.vectors[4 + 2], 0, 0, -1, "alternative normal 2");
@@ -274,8 +279,8 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
       expect_vector(moving.vectors[20 + p], 0.1f * p, 0.2f, 0, "cape motion " + std::to_string(p));
     EXPECT_EQ(moving.vertices.at(4).motions, std::vector<int>{20 + 1});
     const host::GroupData& still = agents[0][1]->groups.at(0);
-    ASSERT_EQ(still.vectors.size(), 4u + 4u + 4u + 4u);
-    for (int p = 0; p < 4; ++p) expect_vector(still.vectors[12 + p], 0, 0, 0, "alternative motion");
+    ASSERT_EQ(still.vectors.size(), 4u + 4u + 4u);
+    for (int p = 0; p < 4; ++p) expect_vector(still.vectors[8 + p], 0, 0, 0, "alternative motion");
     const host::GroupData& waving = agents[0][3]->groups.at(0);
     ASSERT_EQ(waving.vectors.size(), 72u);
     for (int p = 0; p < 36; ++p) expect_vector(waving.vectors[36 + p], 0, 0, 1, "fur motion");
