@@ -95,7 +95,7 @@ fs::path write_agent(const std::string& name) {
   for (const char* frame : {"11", "12"})
     write_file(dir / (std::string("frame.") + frame + ".apf"),
                "BEGIN man_1\nroot 0 0 0 0 0 0\n\nBEGIN man_2\nroot 0 0 0 0 0 0\n\n"
-               "BEGIN man_3\nroot 0 0 0 0 0 0\n");
+               "BEGIN man_3\nroot 0 0 0 0 0 0\n\nBEGIN man_4\nroot 0 0 0 0 0 0\n");
   const fs::path cache = dir / "cache";
   write_file(cache / "man_1.cape.12.cloth", cape_cache(0));
   write_file(cache / "man_1.cape.11.cloth", cape_cache(1));
@@ -106,8 +106,12 @@ fs::path write_agent(const std::string& name) {
   write_file(cache / "man_1.off.12.cloth", "points 4\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n");
   write_gzip(cache / "man_1.fur.12.hair.gz", fur_cache(0));
   write_file(cache / "man_1.fur.11.hair", fur_cache(-1));
-  // Agent 2's cape ends early and its fur has a point that is no number.
+  // Agent 2's cape ends early, its fur has a point that is no number and its alternative's
+  // compressed cache is cut short. Agent 3 has no caches.
   write_file(cache / "man_2.cape.12.cloth", "points 6\n0 0 0\n1 0 0\n2 0 0\n");
+  const fs::path cut = cache / "man_2.alt.12.cloth.gz";
+  write_gzip(cut, "points 4\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n");
+  fs::resize_file(cut, fs::file_size(cut) - 12);
   write_file(cache / "man_2.fur.12.hair", "curve 2\n0 1 0\n0 x 0\n");
   return dir;
 }
@@ -297,23 +301,26 @@ TEST(ClothHairRender, BrokenOrMissingCachesLeaveTheBodyAndNoOtherAgentsPieces) {
     const std::string cache = (dir / "cache").string();
     const std::string base = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
     const std::string paths = " 12 cloth_path " + cache + " hair_path " + cache;
-    // Agent 1 fills the type's pieces; agent 2's caches are broken or missing; agent 3 names no
-    // cache directory at all.
+    // Agent 1 fills the type's pieces; agent 2's caches are broken, agent 3's missing; agent 4
+    // names no cache directory at all. None draws another agent's pieces.
     testing::internal::CaptureStderr();
-    const auto agents =
-        render(*session, options("beauty", false),
-               {instance(1, base + paths), instance(2, base + paths), instance(3, base + " 12")});
+    const auto agents = render(*session, options("beauty", false),
+                               {instance(1, base + paths), instance(2, base + paths),
+                                instance(3, base + paths), instance(4, base + " 12")});
     const std::string printed = testing::internal::GetCapturedStderr();
-    ASSERT_EQ(agents.size(), 3u);
+    ASSERT_EQ(agents.size(), 4u);
     EXPECT_EQ(names_of(agents[0]), (std::vector<std::string>{"body", "alt", "cape", "fur"}));
-    EXPECT_EQ(names_of(agents[1]), std::vector<std::string>{"body"});
-    EXPECT_EQ(names_of(agents[2]), std::vector<std::string>{"body"});
+    for (int agent = 1; agent < 4; ++agent)
+      EXPECT_EQ(names_of(agents[agent]), std::vector<std::string>{"body"}) << agent;
     for (const std::string& expected :
          {cache + "/man_2.cape.12.cloth:4: file ends after 3 of 6 points\n",
           cache + "/man_2.fur.12.hair:3: a point needs three numbers\n",
-          cache + "/man_2.alt.12.cloth: no cloth cache for the frame\n"})
+          cache + "/man_2.alt.12.cloth.gz:4: compressed data end early\n",
+          cache + "/man_3.alt.12.cloth: no cloth cache for the frame\n",
+          cache + "/man_3.cape.12.cloth: no cloth cache for the frame\n",
+          cache + "/man_3.fur.12.hair: no hair cache for the frame\n"})
       EXPECT_NE(printed.find(expected), std::string::npos) << expected << "in:\n" << printed;
-    EXPECT_EQ(printed.find("man_3"), std::string::npos) << printed;
+    EXPECT_EQ(printed.find("man_4"), std::string::npos) << printed;
   });
 }
 
