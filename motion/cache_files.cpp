@@ -125,18 +125,21 @@ bool read_cache_frame(const std::string& path, bool hair, CacheFrame& frame) {
 }
 
 void cache_to_world(CacheFrame& frame, const float* m) {
-  if (frame.world) return;
-  for (Vector& p : frame.points) {
-    Vector q{p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12],
-             p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
-             p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
-    p = q;
+  if (!frame.world) {
+    for (Vector& p : frame.points) {
+      Vector q{p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12],
+               p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
+               p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
+      p = q;
+    }
+    for (Vector& n : frame.normals)
+      n = Vector{n.x * m[0] + n.y * m[4] + n.z * m[8], n.x * m[1] + n.y * m[5] + n.z * m[9],
+                 n.x * m[2] + n.y * m[6] + n.z * m[10]};
   }
+  // The renderer takes unit normals, whichever space the cache was written in.
   for (Vector& n : frame.normals) {
-    Vector q{n.x * m[0] + n.y * m[4] + n.z * m[8], n.x * m[1] + n.y * m[5] + n.z * m[9],
-             n.x * m[2] + n.y * m[6] + n.z * m[10]};
-    float length = std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z);
-    n = length > 0 ? Vector{q.x / length, q.y / length, q.z / length} : q;
+    float length = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
+    if (length > 0) n = Vector{n.x / length, n.y / length, n.z / length};
   }
   frame.world = true;
 }
