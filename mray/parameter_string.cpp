@@ -18,25 +18,6 @@ bool is_blank(char c) {
   return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-// The next word of `text` from `*at`: a word ends at the next white space and a run of white
-// space separates two words, so white space at the start yields an empty first word. Advances
-// `*at` past the word and the white space after it.
-std::string_view next_word(std::string_view text, size_t* at) {
-  const size_t start = *at;
-  size_t end = start;
-  while (end < text.size() && !is_blank(text[end])) ++end;
-  size_t next = end;
-  while (next < text.size() && is_blank(text[next])) ++next;
-  *at = next;
-  return text.substr(start, end - start);
-}
-
-size_t count_words(std::string_view text) {
-  size_t count = 0;
-  for (size_t at = 0; at < text.size(); ++count) next_word(text, &at);
-  return count;
-}
-
 // A renderer-owned, NUL-terminated copy of `word`; null when no memory is to be had.
 char* copy_word(std::string_view word) {
   char* copy = static_cast<char*>(MRAY_ALLOCATE(word.size() + 1));
@@ -52,6 +33,42 @@ bool looks_numeric(std::string_view word) {
 
 }  // namespace
 
+std::string_view next_parameter_word(std::string_view text, size_t* at) {
+  const size_t start = *at;
+  size_t end = start;
+  while (end < text.size() && !is_blank(text[end])) ++end;
+  size_t next = end;
+  while (next < text.size() && is_blank(text[next])) ++next;
+  *at = next;
+  return text.substr(start, end - start);
+}
+
+size_t count_parameter_words(std::string_view text) {
+  size_t count = 0;
+  for (size_t at = 0; at < text.size(); ++count) next_parameter_word(text, &at);
+  return count;
+}
+
+bool fill_pair(MrayPair* pair, std::string_view word, char* (*copy)(std::string_view)) {
+  if (pair->name[0] == '\0') {
+    // Names longer than the buffer are cut to fit it.
+    const size_t length = std::min<size_t>(word.size(), MRAY_PAIR_NAME_MAX);
+    std::memcpy(pair->name, word.data(), length);
+    pair->name[length] = '\0';
+    return false;
+  }
+  if (looks_numeric(word)) {
+    // The word lies in a NUL-terminated string and ends at white space or at its end, where
+    // the conversion stops, so it reads the word alone.
+    pair->number = static_cast<float>(std::atof(word.data()));
+    pair->kind = MRAY_PAIR_NUMBER;
+  } else {
+    pair->string = copy(word);
+    pair->kind = MRAY_PAIR_STRING;
+  }
+  return true;
+}
+
 void init_render_args(MrayRenderArgs* args) {
   std::memset(args, 0, sizeof *args);
   args->id = -1;
@@ -66,7 +83,7 @@ bool is_apf_file_name(const char* word) {
 void parse_parameter_string(MrayRenderArgs* args, const char* text) {
   // The walk allocates nothing but renderer memory, so nothing can throw out of asm_exec.
   const std::string_view all(text);
-  const size_t words = count_words(all);
+  const size_t words = count_parameter_words(all);
   if (words < 2) {
     std::fputs("not enough parameters\n", stderr);
     return;
@@ -84,7 +101,7 @@ void parse_parameter_string(MrayRenderArgs* args, const char* text) {
   bool frame_read = false;
   int pair = 0;
   for (size_t at = 0; at < all.size();) {
-    const std::string_view word = next_word(all, &at);
+    const std::string_view word = next_parameter_word(all, &at);
     if (args->cdl_file == nullptr) {
       args->cdl_file = copy_word(word);
     } else if (args->motion_file == nullptr && args->apf_file == nullptr) {
@@ -99,22 +116,7 @@ void parse_parameter_string(MrayRenderArgs* args, const char* text) {
       frame_read = true;
     } else if (pair < args->pair_count) {
       // A last name without a value has no record of its own and is dropped.
-      MrayPair& current = args->pairs[pair];
-      if (current.name[0] == '\0') {
-        // Names longer than the buffer are cut to fit it.
-        const size_t length = std::min<size_t>(word.size(), MRAY_PAIR_NAME_MAX);
-        std::memcpy(current.name, word.data(), length);
-        current.name[length] = '\0';
-      } else {
-        if (looks_numeric(word)) {
-          current.number = static_cast<float>(std::atof(word.data()));
-          current.kind = MRAY_PAIR_NUMBER;
-        } else {
-          current.string = copy_word(word);
-          current.kind = MRAY_PAIR_STRING;
-        }
-        ++pair;
-      }
+      if (fill_pair(&args->pairs[pair], word, copy_word)) ++pair;
     }
   }
 }

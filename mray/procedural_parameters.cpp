@@ -15,22 +15,7 @@
 namespace mray {
 namespace {
 
-bool is_blank(char c) {
-  return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
-
-// The next word from `*at` and the white space after it; white space at the very start makes
-// an empty first word, as the shader's parameter string does.
-std::string_view next_word(std::string_view text, size_t* at) {
-  const size_t start = *at;
-  size_t end = start;
-  while (end < text.size() && !is_blank(text[end])) ++end;
-  size_t next = end;
-  while (next < text.size() && is_blank(text[next])) ++next;
-  *at = next;
-  return text.substr(start, end - start);
-}
-
+// An engine-owned, NUL-terminated copy of `word`; null when no memory is to be had.
 char* copy_word(std::string_view word) {
   char* copy = static_cast<char*>(std::malloc(word.size() + 1));
   if (copy != nullptr) {
@@ -40,11 +25,6 @@ char* copy_word(std::string_view word) {
   return copy;
 }
 
-bool looks_numeric(std::string_view word) {
-  const char c = word.empty() ? '\0' : word.front();
-  return std::isdigit(static_cast<unsigned char>(c)) || c == '-' || c == '.' || c == '+';
-}
-
 }  // namespace
 
 ProceduralRecord* parse_procedural_parameters(const char* text, RibOptions* options,
@@ -52,8 +32,7 @@ ProceduralRecord* parse_procedural_parameters(const char* text, RibOptions* opti
   // A private copy: the conversions below read NUL-terminated words.
   const std::string copy(text != nullptr ? text : "");
   const std::string_view all(copy);
-  size_t words = 0;
-  for (size_t at = 0; at < all.size(); ++words) next_word(all, &at);
+  const size_t words = count_parameter_words(all);
   if (words < 3) {
     std::fputs("not enough parameters\n", stderr);
     return nullptr;
@@ -75,7 +54,7 @@ ProceduralRecord* parse_procedural_parameters(const char* text, RibOptions* opti
   int pair = 0;
   std::string word_text;
   for (size_t at = 0; at < all.size();) {
-    const std::string_view word = next_word(all, &at);
+    const std::string_view word = next_parameter_word(all, &at);
     if (word.substr(0, 7) == "options") {
       if (read_rib_options(all.substr(at), options, motion_blur)) break;
       continue;
@@ -96,22 +75,7 @@ ProceduralRecord* parse_procedural_parameters(const char* text, RibOptions* opti
       frame_read = true;
     } else if (pair < record->pair_count) {
       // A last name without a value has no record of its own and is dropped.
-      MrayPair& current = record->pairs[pair];
-      if (current.name[0] == '\0') {
-        // Names longer than the buffer are cut to fit it.
-        const size_t length = std::min<size_t>(word.size(), MRAY_PAIR_NAME_MAX);
-        std::memcpy(current.name, word.data(), length);
-        current.name[length] = '\0';
-      } else {
-        if (looks_numeric(word)) {
-          current.number = static_cast<float>(std::atof(word_text.c_str()));
-          current.kind = MRAY_PAIR_NUMBER;
-        } else {
-          current.string = copy_word(word);
-          current.kind = MRAY_PAIR_STRING;
-        }
-        ++pair;
-      }
+      if (fill_pair(&record->pairs[pair], word, copy_word)) ++pair;
     }
   }
   record->flags |= PROCEDURAL_PARSED;
