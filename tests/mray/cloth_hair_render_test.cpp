@@ -18,25 +18,13 @@
 #include "host/render_session.h"
 #include "host/scene_names.h"
 #include "host/scene_view.h"
+#include "tests/support/plugin_scenario.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using plugin_test::in_child;
 
-template <class Scenario>
-void in_child(Scenario scenario) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    scenario();
-    std::fflush(nullptr);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the scenario failed, see above";
-}
+namespace fs = std::filesystem;
 
 void write_file(const fs::path& path, const std::string& text) {
   std::ofstream(path) << text;

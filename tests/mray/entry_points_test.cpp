@@ -19,31 +19,12 @@
 #include "host/shader_call.h"
 #include "host/shader_interface.h"
 #include "mray/shader_arguments.h"
+#include "tests/support/plugin_scenario.h"
 
 namespace {
 
-// Runs `scenario` in a child process; its failures are printed there and fail the parent.
-template <class Scenario>
-void in_child(Scenario scenario) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    scenario();
-    std::fflush(nullptr);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the scenario failed, see above";
-}
-
-std::unique_ptr<host::Plugin> load() {
-  std::string error;
-  auto plugin = host::load_plugin(HORDERA_PLUGIN_PATH, &error);
-  EXPECT_TRUE(plugin) << error;
-  return plugin;
-}
+using plugin_test::in_child;
+const auto load = plugin_test::load_built_plugin;
 
 host::StringOptions options(const char* pass, int blur) {
   host::StringOptions values;

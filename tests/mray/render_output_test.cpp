@@ -23,25 +23,14 @@
 #include "mray/object_output.h"
 #include "mray/renderer_functions.h"
 #include "mray/shader_call.h"
+#include "tests/support/plugin_scenario.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using plugin_test::in_child;
+const auto load = plugin_test::load_built_plugin;
 
-template <class Scenario>
-void in_child(Scenario scenario) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    scenario();
-    std::fflush(nullptr);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the scenario failed, see above";
-}
+namespace fs = std::filesystem;
 
 void write_file(const fs::path& path, const std::string& text) {
   std::ofstream(path) << text;
@@ -159,13 +148,6 @@ std::vector<double> numbers_of(const host::CallData& call, const std::string& pa
   for (const host::ParameterData& each : call.parameters)
     if (each.name == parameter) return each.numbers;
   return {};
-}
-
-std::unique_ptr<host::Plugin> load() {
-  std::string error;
-  auto plugin = host::load_plugin(HORDERA_PLUGIN_PATH, &error);
-  EXPECT_TRUE(plugin) << error;
-  return plugin;
 }
 
 TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
