@@ -107,12 +107,17 @@ inline const std::string& clean_directory() {
   return directory;
 }
 
-// The parameter string (agent file, pose cache, frame) of the agent in `directory`, or the
-// input itself when it replaces the parameter string of the fuzzed agent.
-inline std::string parameter_string(const EntryInput& input, const std::string& directory,
-                                    bool fuzzed) {
-  if (fuzzed && input.slot == Slot::parameters) return input.text;
-  return directory + "/walker.cdl " + directory + "/frame.5.apf 5";
+// The parameter string (agent file, pose cache, frame) of the clean agent, or of the fuzzed one:
+// the input itself when it replaces the parameter string; otherwise the input's own pose caches,
+// and its own agent file only when the input replaces one of the agent's files, so that inputs
+// aimed at pose caches do not load a new agent type each time.
+inline std::string parameter_string(const EntryInput& input, bool fuzzed) {
+  const std::string& clean = clean_directory();
+  if (!fuzzed) return clean + "/walker.cdl " + clean + "/frame.5.apf 5";
+  if (input.slot == Slot::parameters) return input.text;
+  const bool own_type = input.slot == Slot::agent_file || input.slot == Slot::mesh ||
+                        input.slot == Slot::weights || input.slot == Slot::shader_line;
+  return (own_type ? input.directory : clean) + "/walker.cdl " + input.directory + "/frame.5.apf 5";
 }
 
 inline void remove_input(const EntryInput& input) {

@@ -32,7 +32,7 @@ std::string subdivide(const std::string& parameters) {
 }
 
 std::string clean_parameters(int id) {
-  return std::to_string(id) + " " + fuzz::parameter_string({}, fuzz::clean_directory(), false) +
+  return std::to_string(id) + " " + fuzz::parameter_string({}, false) +
          " options motion_blur 1 render_pass beauty";
 }
 
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static std::string clean_rib = subdivide(clean_parameters(12));
   if (clean_rib.find("PointsPolygons") == std::string::npos) std::abort();
   const fuzz::EntryInput input = fuzz::entry_input(data, size);
-  std::string parameters = "3 " + fuzz::parameter_string(input, input.directory, true);
+  std::string parameters = "3 " + fuzz::parameter_string(input, true);
   if (input.slot == fuzz::Slot::options)
     parameters += " options " + input.text;
   else if (input.slot != fuzz::Slot::parameters)

@@ -54,7 +54,6 @@ host::SceneInstance instance(int id, std::string param_str) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   host::set_verbosity(0);
-  const std::string& clean = fuzz::clean_directory();
   const fuzz::EntryInput input = fuzz::entry_input(data, size);
   const size_t memory_before = host::memory_in_use().size();
   {
@@ -67,8 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     options["motion_blur"].kind = host::OptionValue::Kind::boolean;
     options["motion_blur"].boolean = true;
     session.init_shader(&options);
-    session.call_geometry(instance(3, fuzz::parameter_string(input, input.directory, true)));
-    session.call_geometry(instance(12, fuzz::parameter_string(input, clean, false)));
+    session.call_geometry(instance(3, fuzz::parameter_string(input, true)));
+    session.call_geometry(instance(12, fuzz::parameter_string(input, false)));
     const std::vector<host::AssemblyRun> runs = session.run_assemblies();
     // The clean agent renders whatever happened to the other one (the pass name applies to both;
     // an agent the geometry shader refuses declares no assembly).
