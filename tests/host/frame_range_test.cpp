@@ -7,11 +7,11 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "host/output_file.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -95,12 +95,7 @@ std::vector<std::string> listing(const fs::path& dir) {
   return names;
 }
 
-std::string contents(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using test_files::read_file;
 
 TEST(OutputFile, AppearsWholeOrNotAtAll) {
   const fs::path dir = fs::path(::testing::TempDir()) / "outputs";
@@ -109,7 +104,7 @@ TEST(OutputFile, AppearsWholeOrNotAtAll) {
   std::string error;
   ASSERT_TRUE(host::write_file_atomically(path, "first", &error)) << error;
   ASSERT_TRUE(host::write_file_atomically(path, "second", &error)) << error;
-  EXPECT_EQ(contents(path), "second");
+  EXPECT_EQ(read_file(path), "second");
   EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
 
   const std::string missing = (dir / "no_such_dir" / "f.png").string();
@@ -132,7 +127,7 @@ TEST(OutputFile, AppearsWholeOrNotAtAll) {
   signal(SIGXFSZ, old_handler);
   EXPECT_FALSE(written);
   EXPECT_EQ(error, path + ": cannot write: File too large");
-  EXPECT_EQ(contents(path), "second");
+  EXPECT_EQ(read_file(path), "second");
   EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
 }
 
