@@ -1,5 +1,6 @@
 // The posed crowd written as glTF and OBJ, read back: glTF with tinygltf, OBJ with the engine's
 // own mesh reader.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tiny_gltf.h>
 
@@ -15,6 +16,8 @@
 #include "host/gltf_writer.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
@@ -149,7 +152,7 @@ TEST(Bake, ObjReadsBackThroughTheMeshReaderWithItsMaterialLibrary) {
   library << mtl.rdbuf();
   EXPECT_EQ(library.str().substr(0, 72),
             "newmtl mat_7_0\nKa 0 0 0\nKd 0.8 0.6 0.5\nKs 0.3 0.3 0.3\nNs 50\nillum 2\nd 1\n");
-  EXPECT_NE(library.str().find("newmtl default_mtl\n"), std::string::npos);
+  EXPECT_THAT(library.str(), HasSubstr("newmtl default_mtl\n"));
 }
 
 TEST(Bake, RefusesUnknownFormatsAndFramesWithoutTriangles) {
