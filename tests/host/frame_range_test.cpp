@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 
 #include "host/output_file.h"
@@ -21,18 +22,20 @@ using ::testing::HasSubstr;
 TEST(FrameRange, ParsesRangesAndRefusesBadOnes) {
   host::FrameRange range;
   std::string error;
-  ASSERT_TRUE(host::parse_frame_range("1-4", &range, &error));
-  EXPECT_EQ(range.first, 1);
-  EXPECT_EQ(range.last, 4);
-  EXPECT_EQ(range.count(), 4);
-  ASSERT_TRUE(host::parse_frame_range("7", &range, &error));
-  EXPECT_EQ(range.first, 7);
-  EXPECT_EQ(range.last, 7);
-  ASSERT_TRUE(host::parse_frame_range("-3--1", &range, &error));
-  EXPECT_EQ(range.first, -3);
-  EXPECT_EQ(range.last, -1);
-  ASSERT_TRUE(host::parse_frame_range("-2147483648-2147483647", &range, &error));
-  EXPECT_EQ(range.count(), 4294967296LL);
+  const struct {
+    const char* text;
+    int first, last;
+    long long count;
+  } good[] = {{"1-4", 1, 4, 4},
+              {"7", 7, 7, 1},
+              {"-3--1", -3, -1, 3},
+              {"-2147483648-2147483647", INT32_MIN, INT32_MAX, 4294967296LL}};
+  for (const auto& c : good) {
+    ASSERT_TRUE(host::parse_frame_range(c.text, &range, &error)) << c.text;
+    EXPECT_EQ(range.first, c.first) << c.text;
+    EXPECT_EQ(range.last, c.last) << c.text;
+    EXPECT_EQ(range.count(), c.count) << c.text;
+  }
 
   for (const char* bad : {"", "a", "1-", "-", "1-2-3", "1..4", " 1-4", "1-4 ", "99999999999"}) {
     EXPECT_FALSE(host::parse_frame_range(bad, &range, &error)) << bad;

@@ -117,12 +117,9 @@ TEST(EntryPoints, GeometryShaderDeclaresTheAgentsAssembly) {
     EXPECT_EQ(result, declared[0].tag);
     EXPECT_EQ(host::db_data(result) != nullptr, true);
     const miAssembly& box = declared[0].record;
-    EXPECT_EQ(box.bbox_min.x, seven.bbox_min.x);
-    EXPECT_EQ(box.bbox_min.y, seven.bbox_min.y);
-    EXPECT_EQ(box.bbox_min.z, seven.bbox_min.z);
-    EXPECT_EQ(box.bbox_max.x, seven.bbox_max.x);
-    EXPECT_EQ(box.bbox_max.y, seven.bbox_max.y);
-    EXPECT_EQ(box.bbox_max.z, seven.bbox_max.z);
+    for (const auto& [got, given] :
+         {std::pair{box.bbox_min, seven.bbox_min}, {box.bbox_max, seven.bbox_max}})
+      EXPECT_TRUE(got.x == given.x && got.y == given.y && got.z == given.z);
     // The parameter string element was read and released again.
     for (miTag tag = 1; tag <= static_cast<miTag>(host::db_count()); ++tag)
       EXPECT_EQ(host::db_pins(tag), 0) << "tag " << tag;

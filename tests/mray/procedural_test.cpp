@@ -169,15 +169,14 @@ TEST(Procedural, OptionsReaderTakesAllOrNothing) {
   }
 
   mray::RibOptions environment;
-  ::setenv("HORDERA_RMAN_FLIPV", "1", 1);
-  mray::read_rib_environment(&environment);
-  EXPECT_TRUE(environment.flip_v);
-  ::setenv("HORDERA_RMAN_FLIPV", "0", 1);
-  mray::read_rib_environment(&environment);
-  EXPECT_FALSE(environment.flip_v);
-  ::unsetenv("HORDERA_RMAN_FLIPV");
-  mray::read_rib_environment(&environment);
-  EXPECT_FALSE(environment.flip_v);
+  for (const char* flip : {"1", "0", static_cast<const char*>(nullptr)}) {
+    if (flip)
+      ::setenv("HORDERA_RMAN_FLIPV", flip, 1);
+    else
+      ::unsetenv("HORDERA_RMAN_FLIPV");
+    mray::read_rib_environment(&environment);
+    EXPECT_EQ(environment.flip_v, flip != nullptr && *flip == '1') << (flip ? flip : "unset");
+  }
 
   // The previous frame's cache sits in the same directory, whatever dots the path holds.
   EXPECT_EQ("/s/frame.4.apf", mray::previous_apf_file("/s/frame.5.apf", 5));
