@@ -93,14 +93,9 @@ TEST(RibCommand, BoundsHoldWhatTheProceduralsEmitAndTheFrameIsComplete) {
   EXPECT_TRUE(rib_test::find_requests(geometry, "Procedural").empty());
   const auto meshes = rib_test::find_requests(geometry, "PointsPolygons");
   ASSERT_EQ(4u, meshes.size());  // previous and current frame of each agent
-  for (size_t m = 0; m < meshes.size(); ++m) {
-    const std::vector<double> expected = rib_test::walker_points(origins[m / 2] + m % 2);
-    const rib_test::Value* points = meshes[m]->parameter("P");
-    ASSERT_NE(nullptr, points);
-    ASSERT_EQ(expected.size(), points->numbers.size());
-    for (size_t i = 0; i < expected.size(); ++i)
-      EXPECT_NEAR(expected[i], points->numbers[i], 1e-5) << "mesh " << m << " value " << i;
-  }
+  for (size_t m = 0; m < meshes.size(); ++m)
+    rib_test::expect_numbers(rib_test::walker_points(origins[m / 2] + m % 2),
+                             meshes[m]->parameter("P"), "P of mesh " + std::to_string(m));
 
   for (const auto* requests : {&calls, &geometry}) {
     const auto display = rib_test::find_requests(*requests, "Display");

@@ -70,13 +70,7 @@ int count_of(const std::string& text, const std::string& what) {
   return count;
 }
 
-void expect_numbers(const std::vector<double>& expected, const rib_test::Value* value,
-                    const char* what) {
-  ASSERT_NE(value, nullptr) << what;
-  ASSERT_EQ(expected.size(), value->numbers.size()) << what;
-  for (size_t i = 0; i < expected.size(); ++i)
-    EXPECT_NEAR(expected[i], value->numbers[i], 1e-5) << what << " [" << i << "]";
-}
+using rib_test::expect_numbers;
 
 // Kept first: the warning is once per process, and later tests name passes.
 TEST(Procedural, RenderPassWarningComesOnceForManyAgents) {
