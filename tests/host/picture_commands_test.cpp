@@ -3,34 +3,20 @@
 // for a frame that could not be made; bad arguments fail with a clear message.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "tests/support/command_run.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-struct CommandRun {
-  int status;
-  std::string err;
-};
-
-CommandRun run(const std::string& arguments) {
-  const fs::path err_file = fs::path(::testing::TempDir()) / "command.err";
-  const std::string command =
-      std::string(HORDERA_COMMAND_PATH) + " " + arguments + " >/dev/null 2>" + err_file.string();
-  const int status = std::system(command.c_str());
-  CommandRun result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, {}};
-  std::ifstream in(err_file);
-  result.err.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return result;
-}
+using command_test::CommandRun;
+using command_test::run;
 
 TEST(PictureCommands, SequenceGoesOnPastAMissingSceneAndWritesNothingForFailedFrames) {
   const fs::path dir = fs::path(::testing::TempDir()) / "sequence";
