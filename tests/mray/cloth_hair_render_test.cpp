@@ -83,10 +83,12 @@ fs::path write_agent(const std::string& name) {
              "hair fur\ndensity 2\nvertices_number 3\nclump_ratio 1\nclump_rate 1\n"
              "root_radius 0.1\ntip_radius 0\nmaterial 0\n"
              "end object\n");
+  // Man 1 is turned 90 degrees about z and walks from x = 2 on frame 11 to x = 3 on frame 12.
   for (const char* frame : {"11", "12"})
     write_file(dir / (std::string("frame.") + frame + ".apf"),
-               "BEGIN man_1\nroot 0 0 0 0 0 0\n\nBEGIN man_2\nroot 0 0 0 0 0 0\n\n"
-               "BEGIN man_3\nroot 0 0 0 0 0 0\n\nBEGIN man_4\nroot 0 0 0 0 0 0\n");
+               std::string("BEGIN man_1\nroot 0 0 90 ") + (frame[1] == '1' ? "2" : "3") +
+                   " 0 0\n\nBEGIN man_2\nroot 0 0 0 0 0 0\n\n"
+                   "BEGIN man_3\nroot 0 0 0 0 0 0\n\nBEGIN man_4\nroot 0 0 0 0 0 0\n");
   const fs::path cache = dir / "cache";
   write_file(cache / "man_1.cape.12.cloth", cape_cache(0));
   write_file(cache / "man_1.cape.11.cloth", cape_cache(1));
@@ -140,13 +142,13 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
       EXPECT_FALSE(object->record.mbox_explicit) << object->name;
     }
 
-    // The cape: the cache's points (agent space; the pose cache places the root segment, so the
-    // agent's own matrix is the identity), its normals made unit length and negated, the grid's
-    // texture coordinates per corner.
+    // The cape: the cache's points in agent space, which follows the root segment: turned
+    // ((x, y) -> (-y, x)) and moved to x = 3; its normals made unit length and negated, the
+    // grid's texture coordinates per corner.
     const host::GroupData& cloth = objects[2]->groups.at(0);
     ASSERT_EQ(cloth.vectors.size(), 6u + 6u + 8u);
     for (int p = 0; p < 6; ++p) {
-      expect_vector(cloth.vectors[p], cape[p][0], cape[p][1], cape[p][2], "cape point");
+      expect_vector(cloth.vectors[p], 3 - cape[p][1], cape[p][0], cape[p][2], "cape point");
       expect_vector(cloth.vectors[6 + p], 0, 0, -1, "cape normal");
     }
     // Second quad: corners (0, 1), (0, 2), (1, 2), (1, 1) of the grid.
@@ -187,8 +189,9 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
       }
 
     // With motion blur (beauty: visible and casting shadows) the frame before's caches give the
-    // motion: the cape's point p moved by (0.1 p, 0.2, 0), the fur by 1 in z; the alternative's
-    // previous cache has 3 points for its 4, so it stands still.
+    // motion: the cape's point p moved by (0.1 p, 0.2, 0) in agent space, turned to (-0.2, 0.1 p,
+    // 0), plus the root's step of 1 along x; the fur by 1 in z; the alternative's previous cache
+    // has 3 points for its 4, so it stands still.
     testing::internal::CaptureStderr();
     agents = render_agents(session, render_options("beauty", 1), {man(1, words)});
     const std::string blurred = testing::internal::GetCapturedStderr();
@@ -202,7 +205,7 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
     const host::GroupData& moving = agents[0][2]->groups.at(0);
     ASSERT_EQ(moving.vectors.size(), 6u + 6u + 8u + 6u);
     for (int p = 0; p < 6; ++p)
-      expect_vector(moving.vectors[20 + p], 0.1f * p, 0.2f, 0, "cape motion " + std::to_string(p));
+      expect_vector(moving.vectors[20 + p], 0.8f, 0.1f * p, 0, "cape motion " + std::to_string(p));
     EXPECT_EQ(moving.vertices.at(4).motions, std::vector<int>{20 + 1});
     const host::GroupData& still = agents[0][1]->groups.at(0);
     ASSERT_EQ(still.vectors.size(), 4u + 4u + 4u);
