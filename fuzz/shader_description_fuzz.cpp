@@ -16,33 +16,7 @@
 #include "mray/renderer_functions.h"
 #include "mray/shader_call.h"
 #include "mray/shader_description.h"
-
-namespace {
-
-char* copy(const char* text) {
-  return mi_mem_int_strdup("fuzz", __LINE__, text);
-}
-
-// "skin": one parameter of each kind a description can hand over.
-void declare_skin() {
-  const struct {
-    miParam_type type;
-    const char* name;
-  } declared[] = {{miTYPE_SHADER, "base"},     {miTYPE_COLOR, "tint"},   {miTYPE_BOOLEAN, "on"},
-                  {miTYPE_INTEGER, "count"},   {miTYPE_SCALAR, "gain"},  {miTYPE_STRING, "label"},
-                  {miTYPE_SCALAR_TEX, "bump"}, {miTYPE_ARRAY, "lights"}, {miTYPE_VECTOR, "dir"}};
-  miParameter* list = nullptr;
-  for (const auto& each : declared) {
-    miParameter* parameter = mi_api_parameter_decl(each.type, copy(each.name), 0);
-    if (each.type == miTYPE_ARRAY)
-      mi_api_parameter_child(parameter, mi_api_parameter_decl(miTYPE_SHADER, nullptr, 0));
-    list = list ? mi_api_parameter_append(list, parameter) : parameter;
-  }
-  mi_api_funcdecl_begin(mi_api_parameter_decl(miTYPE_COLOR, nullptr, 0), copy("skin"), list);
-  mi_api_funcdecl_end();
-}
-
-}  // namespace
+#include "tests/support/skin_shader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static Agent* type = [] {
@@ -61,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string expanded = mray::expand_description(text, type, &error);
   const size_t memory_before = host::memory_in_use().size();
   host::declare_base_shaders();
-  declare_skin();
+  support::declare_skin_shader();
   mray::build_shader_call(expanded.c_str(), "mat_1_0");
   host::clear_scene();
   if (host::memory_in_use().size() != memory_before) std::abort();

@@ -25,6 +25,7 @@
 #include "mray/shader_call.h"
 #include "tests/support/files.h"
 #include "tests/support/plugin_scenario.h"
+#include "tests/support/skin_shader.h"
 
 namespace {
 
@@ -302,36 +303,13 @@ const host::ParameterData* parameter(const host::CallData* call, const std::stri
   return nullptr;
 }
 
-char* copy(const char* text) {
-  return mi_mem_int_strdup("test", __LINE__, text);
-}
-
-// Declares the shader "skin" with one parameter of each kind the test hands over.
-void declare_skin() {
-  const struct {
-    miParam_type type;
-    const char* name;
-  } declared[] = {{miTYPE_SHADER, "base"},     {miTYPE_COLOR, "tint"},   {miTYPE_BOOLEAN, "on"},
-                  {miTYPE_INTEGER, "count"},   {miTYPE_SCALAR, "gain"},  {miTYPE_STRING, "label"},
-                  {miTYPE_SCALAR_TEX, "bump"}, {miTYPE_ARRAY, "lights"}, {miTYPE_SCALAR, "odd"}};
-  miParameter* list = nullptr;
-  for (const auto& each : declared) {
-    miParameter* parameter = mi_api_parameter_decl(each.type, copy(each.name), 0);
-    if (each.type == miTYPE_ARRAY)
-      mi_api_parameter_child(parameter, mi_api_parameter_decl(miTYPE_SHADER, nullptr, 0));
-    list = list ? mi_api_parameter_append(list, parameter) : parameter;
-  }
-  mi_api_funcdecl_begin(mi_api_parameter_decl(miTYPE_COLOR, nullptr, 0), copy("skin"), list);
-  mi_api_funcdecl_end();
-}
-
 TEST(ShaderCall, EveryTypeCodeIsHandedOverAsTheRendererTakesIt) {
   plugin_test::in_child([] {
     use_own_front_end();
-    declare_skin();
+    support::declare_skin_shader();
     for (const char* light : {"key", "fill"}) {
-      mi_api_function_call(copy("mib_illum_phong"));
-      mi_api_shader_add(copy(light), mi_api_function_call_end(miNULLTAG));
+      mi_api_function_call(support::renderer_copy("mib_illum_phong"));
+      mi_api_shader_add(support::renderer_copy(light), mi_api_function_call_end(miNULLTAG));
     }
     const char* description =
         "\"skin\" \"base\" 0 [\"other\"] \"tint\" 2 [1 0.5 0] \"on\" 7 [1.9] \"count\" 8 [-2.7] "
@@ -385,9 +363,9 @@ TEST(ShaderCall, NamesAloneTexturesReusedAndDescriptionsThatBuildNothing) {
   plugin_test::in_child([] {
     use_own_front_end();
     // A call known by name is used as it is; a declaration's name gets a new call each time.
-    mi_api_function_call(copy("mib_illum_phong"));
+    mi_api_function_call(support::renderer_copy("mib_illum_phong"));
     const miTag existing = mi_api_function_call_end(miNULLTAG);
-    mi_api_shader_add(copy("red_skin"), existing);
+    mi_api_shader_add(support::renderer_copy("red_skin"), existing);
     EXPECT_EQ(mray::build_shader_call("\"red_skin\"", "mat_2_0"), existing);
     const miTag fresh = mray::build_shader_call(" \"mib_illum_phong\" ", "mat_2_1");
     ASSERT_NE(host::view_call(fresh), nullptr);
