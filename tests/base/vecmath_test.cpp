@@ -229,47 +229,29 @@ TEST(Matrices, ScaleRewritesZeroComponentsAndSkipsUnitScale) {
 }
 
 TEST(Matrices, RotationsPostMultiplyWithTheirSigns) {
-  const float angle = 0.3f;
-  const float c = std::cos(angle), s = std::sin(angle);
+  const float c = std::cos(0.3f), s = std::sin(0.3f);
+  const float expected[3][16] = {{1, 0, 0, 0, 0, c, s, 0, 0, -s, c, 0, 0, 0, 0, 1},
+                                 {c, 0, -s, 0, 0, 1, 0, 0, s, 0, c, 0, 0, 0, 0, 1},
+                                 {c, s, 0, 0, -s, c, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
+  void (*const turns[3])(float*, float) = {x_rotate, y_rotate, z_rotate};
   float m[16];
-  identity(m);
-  x_rotate(m, angle);
-  const float rx[16] = {1, 0, 0, 0, 0, c, s, 0, 0, -s, c, 0, 0, 0, 0, 1};
-  expect_matrix_near(m, rx);
-  identity(m);
-  y_rotate(m, angle);
-  const float ry[16] = {c, 0, -s, 0, 0, 1, 0, 0, s, 0, c, 0, 0, 0, 0, 1};
-  expect_matrix_near(m, ry);
-  identity(m);
-  z_rotate(m, angle);
-  const float rz[16] = {c, s, 0, 0, -s, c, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  expect_matrix_near(m, rz);
-
-  // Quarter turns carry the axes round right-handedly.
-  const Vector x = {1, 0, 0}, y = {0, 1, 0}, z = {0, 0, 1};
-  identity(m);
-  x_rotate(m, kQuarterTurn);
-  expect_vector_near(transformVector(&y, m), 0, 0, 1);
-  identity(m);
-  y_rotate(m, kQuarterTurn);
-  expect_vector_near(transformVector(&z, m), 1, 0, 0);
-  identity(m);
-  z_rotate(m, kQuarterTurn);
-  expect_vector_near(transformVector(&x, m), 0, 1, 0);
+  for (int axis = 0; axis < 3; ++axis) {
+    identity(m);
+    turns[axis](m, 0.3f);
+    expect_matrix_near(m, expected[axis]);
+  }
 
   // Applied after what the matrix already holds: its translation turns too; column 3 stays.
   distinct(m);
   m[12] = 0.0f;
   m[13] = 2.0f;
   m[14] = 0.0f;
-  const float column3[4] = {m[3], m[7], m[11], m[15]};
+  float before[16];
+  std::memcpy(before, m, sizeof m);
   z_rotate(m, kQuarterTurn);
   EXPECT_NEAR(m[12], -2.0f, 1e-5f);
   EXPECT_NEAR(m[13], 0.0f, 1e-5f);
-  EXPECT_EQ(m[3], column3[0]);
-  EXPECT_EQ(m[7], column3[1]);
-  EXPECT_EQ(m[11], column3[2]);
-  EXPECT_EQ(m[15], column3[3]);
+  for (int i : {3, 7, 11, 15}) EXPECT_EQ(m[i], before[i]) << i;
 }
 
 TEST(Matrices, DisplayPrintsFourTabbedRowsAndABlankLine) {
@@ -299,10 +281,7 @@ TEST(Inverses, AnglePreservingInverseUndoesRotationScaleAndTranslation) {
 
   float inverse[16];
   ASSERT_EQ(angle_preserving_matrix4_inverse(m, inverse), 1);
-  EXPECT_EQ(inverse[3], 0.0f);
-  EXPECT_EQ(inverse[7], 0.0f);
-  EXPECT_EQ(inverse[11], 0.0f);
-  EXPECT_EQ(inverse[15], 1.0f);
+  for (int i : {3, 7, 11, 15}) EXPECT_EQ(inverse[i], i == 15 ? 1.0f : 0.0f) << i;
   float product[16];
   matrix_copy(m, product);
   matrix_mul_full(product, inverse);
