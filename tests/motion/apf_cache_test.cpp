@@ -3,37 +3,31 @@
 #include "motion/apf_cache.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "base/stream.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using scratch::stderr_of;
 
-class ApfCacheTest : public testing::Test {
+class ApfCacheTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
     apf_cache_init();
-    directory_ = fs::path(testing::TempDir()) /
-                 ("apf_cache_test_" + std::to_string(::getpid()) + "_" +
-                  testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(directory_);
+    scratch::FolderTest::SetUp();
     type_ = new_agent_type("man");
     new_segment(type_, "root");
     new_segment(type_, "arm")->order = strToOrder("rz ry rx");
   }
   void TearDown() override {
     while (root_agent) delete_agent_instance(root_agent);
-    fs::remove_all(directory_);
+    scratch::FolderTest::TearDown();
   }
 
   Agent* make_agent(int id) {
@@ -42,15 +36,10 @@ class ApfCacheTest : public testing::Test {
     return agent;
   }
   std::string write(const std::string& leaf, const std::string& text, bool compressed = false) {
-    std::string path = (directory_ / leaf).string();
-    Stream* out = stream_open(path.c_str(), "w", compressed);
-    EXPECT_NE(out, nullptr);
-    stream_write(out, text.data(), text.size());
-    stream_close(out);
-    return path;
+    scratch::write_stream(path(leaf), text, compressed);
+    return path(leaf);
   }
 
-  fs::path directory_;
   Agent* type_ = nullptr;
 };
 
@@ -152,22 +141,20 @@ TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
 
 TEST_F(ApfCacheTest, ReportsMissingFilesAndWideLines) {
   Agent* agent = make_agent(1);
-  std::string missing = (directory_ / "none.apf").string();
+  const std::string missing = path("none.apf");
   // The missing file is reported once: its entry stays cached, so the second read fails quietly.
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
-  EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(stderr_of([&] {
+              EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
+              EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
+            }),
             "Failed to open file '" + missing + "' for caching\n");
   EXPECT_TRUE(apf_cache_holds(missing.c_str()));
 
   std::string wide = "root";
   for (int i = 0; i < 3000; ++i) wide += " 1";
-  std::string path = write("wide.apf", "BEGIN man_1\n" + wide + "\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_cache_read(path.c_str(), agent), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "Buffer reallocation required for file '" + path + "'\n");
+  const std::string file = write("wide.apf", "BEGIN man_1\n" + wide + "\n");
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(apf_cache_read(file.c_str(), agent), 1); }),
+            "Buffer reallocation required for file '" + file + "'\n");
   EXPECT_FLOAT_EQ(agent->segments->next->channels[0], 1);
 }
 
@@ -175,14 +162,11 @@ TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
   Agent* agent = make_agent(1);
   std::string plain = std::string(kThreeAgents);
   // Truncated gzip: the first half of a valid compressed file.
-  std::string full = write("t.apf.gz", plain, true);
-  std::string bytes((std::istreambuf_iterator<char>(std::ifstream(full, std::ios::binary).rdbuf())),
-                    {});
-  std::ofstream(full, std::ios::binary | std::ios::trunc) << bytes.substr(0, bytes.size() / 2);
+  const std::string full = write("t.apf.gz", plain, true);
+  const std::string bytes = scratch::read_file(full);
+  scratch::write_file(full, bytes.substr(0, bytes.size() / 2));
   apf_cache_read(full.c_str(), agent);
-  std::string corrupt = (directory_ / "c.apf.gz").string();
-  std::ofstream(corrupt, std::ios::binary) << "\x1f\x8b\x08\x00garbage that is not deflate";
-  apf_cache_read(corrupt.c_str(), agent);
+  apf_cache_read(write("c.apf.gz", "\x1f\x8b\x08\x00garbage that is not deflate").c_str(), agent);
   std::string overlong = write("o.apf", "BEGIN man_1\nroot" + std::string(30000, '7') + "\n");
   apf_cache_read(overlong.c_str(), agent);
   // A huge id sets the record count without costing memory: every id up to it reads (an empty
@@ -207,9 +191,7 @@ TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
   std::string megabyte = "root";
   for (int i = 0; i < 500000; ++i) megabyte += " 1";
   std::string wide = write("m.apf", "BEGIN man_1\n" + megabyte + "\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_cache_read(wide.c_str(), agent), 1);
-  testing::internal::GetCapturedStderr();
+  stderr_of([&] { EXPECT_EQ(apf_cache_read(wide.c_str(), agent), 1); });
 }
 
 }  // namespace
