@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
@@ -43,6 +44,11 @@ class ApfCacheTest : public scratch::FolderTest {
   Agent* type_ = nullptr;
 };
 
+// Checks all six channels of a segment, in the order tx ty tz rx ry rz.
+void expect_channels(const Segment* segment, const std::vector<float>& expected) {
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(segment->channels[i], expected[i]) << segment->name << i;
+}
+
 const char* kThreeAgents =
     "BEGIN man_1\nroot 1 1 1 1 1 1\n\n"
     "#spawn crowd 3\n\n"
@@ -57,20 +63,10 @@ TEST_F(ApfCacheTest, AppliesRecordsByIdInChannelOrder) {
     ASSERT_EQ(apf_cache_read(path.c_str(), agent), 1);
     Segment* root = agent->segments;
     Segment* arm = root->next;
-    // Root, default order RX RY RZ TX TY TZ.
-    EXPECT_FLOAT_EQ(root->channels[3], 10);
-    EXPECT_FLOAT_EQ(root->channels[5], 30);
-    EXPECT_FLOAT_EQ(root->channels[0], 40);
-    EXPECT_FLOAT_EQ(root->channels[2], 60);
-    // Arm, order RZ RY RX TX TY TZ.
-    EXPECT_FLOAT_EQ(arm->channels[5], 1);
-    EXPECT_FLOAT_EQ(arm->channels[4], 2);
-    EXPECT_FLOAT_EQ(arm->channels[3], 3);
-    EXPECT_FLOAT_EQ(arm->channels[0], 4);
+    expect_channels(root, {40, 50, 60, 10, 20, 30});  // default order RX RY RZ TX TY TZ
+    expect_channels(arm, {4, 5, 6, 3, 2, 1});         // order RZ RY RX TX TY TZ
     // Motion values, the first two swapped.
-    EXPECT_FLOAT_EQ(agent->motion[0], 71);
-    EXPECT_FLOAT_EQ(agent->motion[1], 70);
-    EXPECT_FLOAT_EQ(agent->motion[5], 75);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(agent->motion[i], i < 2 ? 71 - i : 70 + i) << i;
     // The pose follows the channels.
     EXPECT_FLOAT_EQ(root->matrix[12], 40);
 
@@ -112,12 +108,8 @@ TEST_F(ApfCacheTest, ReadsOddlyWrittenNumbersAndSplitsLongLines) {
     // The 8191-byte piece ends after "3"; the rest, "4 5 6 7 8", loses "4" as its name.
     Agent* second = make_agent(2);
     ASSERT_EQ(apf_cache_read(path.c_str(), second), 1);
-    const float* channels = second->segments->channels;
-    EXPECT_EQ(channels[3], 1.0f);
-    EXPECT_EQ(channels[5], 3.0f);
-    EXPECT_EQ(channels[0], 5.0f);
-    EXPECT_EQ(channels[2], 7.0f);
-    EXPECT_EQ(second->segments->next->channels[5], 8.0f);
+    expect_channels(second->segments, {5, 6, 7, 1, 2, 3});
+    expect_channels(second->segments->next, {0, 0, 0, 0, 0, 8});
   }
 }
 

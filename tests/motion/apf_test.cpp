@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
@@ -19,6 +20,11 @@
 namespace {
 
 using scratch::stderr_of;
+
+// Checks all six channels of a segment, in the order tx ty tz rx ry rz.
+void expect_channels(const Segment* segment, const std::vector<float>& expected) {
+  for (int i = 0; i < 6; ++i) EXPECT_FLOAT_EQ(segment->channels[i], expected[i]) << i;
+}
 
 class ApfTest : public scratch::FolderTest {
  protected:
@@ -124,12 +130,9 @@ TEST_F(ApfTest, NamesAreFoundAgainThroughTheLastUnderscore) {
              "BEGIN big_man_3\nroot 4 5 6 0 0 0\n\nBEGIN man_4\nroot 0 0 0 5 6 7\n");
   ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
   // Default order RX RY RZ TX TY TZ: the first three values are rotations.
-  EXPECT_FLOAT_EQ(man->segments->channels[3], 1);
-  EXPECT_FLOAT_EQ(man->segments->channels[5], 3);
-  EXPECT_FLOAT_EQ(big->segments->channels[3], 4);
-  EXPECT_FLOAT_EQ(big->segments->channels[5], 6);
-  EXPECT_FLOAT_EQ(plain->segments->channels[0], 5);
-  EXPECT_FLOAT_EQ(plain->segments->channels[2], 7);
+  expect_channels(man->segments, {0, 0, 0, 1, 2, 3});
+  expect_channels(big->segments, {0, 0, 0, 4, 5, 6});
+  expect_channels(plain->segments, {5, 6, 7, 0, 0, 0});
 }
 
 TEST_F(ApfTest, UnknownSegmentLineIsSkippedAndShortLinesKeepLaterChannels) {
@@ -143,14 +146,10 @@ TEST_F(ApfTest, UnknownSegmentLineIsSkippedAndShortLinesKeepLaterChannels) {
   EXPECT_FLOAT_EQ(arm->channels[0], 0);  // agent not marked for cache input: untouched
   agent->cache_input = 1;
   ASSERT_EQ(apf_read(dir().c_str(), 2, 0, 0), 1);
-  EXPECT_FLOAT_EQ(arm->channels[3], 10);
-  EXPECT_FLOAT_EQ(arm->channels[5], 30);
-  EXPECT_FLOAT_EQ(arm->channels[0], 1);
-  EXPECT_FLOAT_EQ(arm->channels[1], 2);
-  EXPECT_FLOAT_EQ(arm->channels[2], 99);
-  EXPECT_FLOAT_EQ(agent->segments->channels[0], 8);  // block continued after the unknown line
-  // The line after the empty line is outside the block.
-  EXPECT_FLOAT_EQ(arm->channels[4], 20);
+  // The line after the empty line is outside the block: ry stays 20.
+  expect_channels(arm, {1, 2, 99, 10, 20, 30});
+  // The block continued after the unknown line.
+  expect_channels(agent->segments, {8, 9, 10, 0, 0, 0});
   // The pose follows the channels.
   EXPECT_FLOAT_EQ(agent->segments->matrix[12], 8);
 }
