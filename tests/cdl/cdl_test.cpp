@@ -34,17 +34,22 @@ struct Reader {
   }
 };
 
+const char kHeader[] = "# CDL created with hordera v1.0.0\n";
+
 class CdlTest : public scratch::FolderTest {
  protected:
   // Reads a file from the top level; returns the type it made (or null).
   Agent* load(const std::string& name, const std::string& text) {
     return load_agent_type(write(name, text).c_str());
   }
+  // Reads `<name>.cdl`, a current header and the object `name` with the lines `body`.
+  Agent* load_object(const std::string& name, const std::string& body) {
+    return load(name + ".cdl",
+                std::string(kHeader) + "object " + name + "\n" + body + "end object\n");
+  }
   // Reads a file from the top level with fresh state; returns the reader's result.
   int read(const std::string& path) { return Reader()(path); }
 };
-
-const char kHeader[] = "# CDL created with hordera v1.0.0\n";
 
 TEST_F(CdlTest, RefusesOtherNamesBeforeOpeningAndNamesUnreadableFiles) {
   std::string txt = write("agent.txt", "object nope\n");
@@ -79,7 +84,7 @@ TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
   Agent* old_type = load("old.cdl", "# CDL created with trud v0.995\nobject old\nend object\n");
   ASSERT_NE(nullptr, old_type);
   EXPECT_EQ(1, old_type->old_format);
-  Agent* new_type = load("new.cdl", std::string(kHeader) + "object new\nend object\n");
+  Agent* new_type = load_object("new", "");
   ASSERT_NE(nullptr, new_type);
   EXPECT_EQ(0, new_type->old_format);
   EXPECT_STREQ("new", new_type->name);
@@ -109,32 +114,30 @@ TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
 
 TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
   set_length_unit(1);
-  Agent* type = load("guards.cdl", std::string(kHeader) +
-                                       "object guards\n"
-                                       "version 2.0\n"
-                                       "motion tree\n"  // editor blocks: their lines are passed
-                                       "version 9.9\n"  // over, not read by the object
-                                       "id 44\n"
-                                       "end motion tree\n"
-                                       "z_factor 3\n"
-                                       "afield\n"
-                                       "id 45\n"  // no end line: "segment" closes the block
-                                       "segment first\n"
-                                       "units inch\n"  // ignored inside an object
-                                       "hair fur\n"
-                                       "hair_dynamics 1\n"
-                                       "ks 0.5\n"
-                                       "geometry +body\n"
-                                       "material 2\n"
-                                       "geometry ../meshes/body.obj\n"
-                                       "file body.obj\n"
-                                       "cloth cape\n"
-                                       "option 1\n"
-                                       "material 3\n"
-                                       "segment root\n"
-                                       "material skin\n"
-                                       "id 7\n"
-                                       "end object\n");
+  Agent* type = load_object("guards",
+                            "version 2.0\n"
+                            "motion tree\n"  // editor blocks: their lines are passed
+                            "version 9.9\n"  // over, not read by the object
+                            "id 44\n"
+                            "end motion tree\n"
+                            "z_factor 3\n"
+                            "afield\n"
+                            "id 45\n"  // no end line: "segment" closes the block
+                            "segment first\n"
+                            "units inch\n"  // ignored inside an object
+                            "hair fur\n"
+                            "hair_dynamics 1\n"
+                            "ks 0.5\n"
+                            "geometry +body\n"
+                            "material 2\n"
+                            "geometry ../meshes/body.obj\n"
+                            "file body.obj\n"
+                            "cloth cape\n"
+                            "option 1\n"
+                            "material 3\n"
+                            "segment root\n"
+                            "material skin\n"
+                            "id 7\n");
   ASSERT_NE(nullptr, type);
   EXPECT_STREQ("2.0", type->version_text);
   EXPECT_EQ(0, type->type_id);
@@ -166,12 +169,10 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
 }
 
 TEST_F(CdlTest, TheAgentMadeForANewTypeBindsItsOutputsAndRecordsItsPath) {
-  Agent* type = load("driven.cdl", std::string(kHeader) +
-                                       "object driven\n"
-                                       "segment hip\n"
-                                       "fuzzy output\n"
-                                       "channel hip:ty\n"
-                                       "end object\n");
+  Agent* type = load_object("driven",
+                            "segment hip\n"
+                            "fuzzy output\n"
+                            "channel hip:ty\n");
   ASSERT_NE(nullptr, type);
   Agent* agent = type->render_agent;
   ASSERT_NE(nullptr, agent);
@@ -184,31 +185,29 @@ TEST_F(CdlTest, TheAgentMadeForANewTypeBindsItsOutputsAndRecordsItsPath) {
 }
 
 TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
-  Agent* type = load("skeleton.cdl", std::string(kHeader) +
-                                         "object walker\n"
-                                         "segment root\n"
-                                         "dof rx ry\n"
-                                         "translate 1 2 3\n"
-                                         "primitive box\n"
-                                         "segment spine\n"
-                                         "parent root\n"
-                                         "collisions rbd\n"
-                                         "limits\n"
-                                         "  rx -45 45\n"
-                                         "\n"
-                                         "  ry -1.#INF -10 10 inf\n"
-                                         "  rzsoft 0.25\n"
-                                         "radius 0.3\n"
-                                         "segment arm\n"
-                                         "parent root\n"
-                                         "segment leg\n"
-                                         "parent nowhere\n"
-                                         "dynamics\n"
-                                         "gravity 9.8\n"
-                                         "rbd_solver glowworm\n"
-                                         "end dynamics\n"
-                                         "density 4\n"
-                                         "end object\n");
+  Agent* type = load_object("walker",
+                            "segment root\n"
+                            "dof rx ry\n"
+                            "translate 1 2 3\n"
+                            "primitive box\n"
+                            "segment spine\n"
+                            "parent root\n"
+                            "collisions rbd\n"
+                            "limits\n"
+                            "  rx -45 45\n"
+                            "\n"
+                            "  ry -1.#INF -10 10 inf\n"
+                            "  rzsoft 0.25\n"
+                            "radius 0.3\n"
+                            "segment arm\n"
+                            "parent root\n"
+                            "segment leg\n"
+                            "parent nowhere\n"
+                            "dynamics\n"
+                            "gravity 9.8\n"
+                            "rbd_solver glowworm\n"
+                            "end dynamics\n"
+                            "density 4\n");
   ASSERT_NE(nullptr, type);
   Segment* root = findSegment(type, "root");
   Segment* spine = findSegment(type, "spine");
@@ -244,17 +243,15 @@ TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
 TEST_F(CdlTest, NumericArgumentsTakeVariablesAndExpressions) {
   Agent* type = nullptr;
   std::string err = stderr_of([&] {
-    type = load("values.cdl", std::string(kHeader) +
-                                  "object values\n"
-                                  "variables\n"
-                                  "  height 1.5\n"
-                                  "end variables\n"
-                                  "variable size 2 [1 3] `height * 2`\n"
-                                  "segment a\n"
-                                  "radius height\n"
-                                  "length nothing_defined\n"
-                                  "threshold `2 * 3 + height`\n"
-                                  "end object\n");
+    type = load_object("values",
+                       "variables\n"
+                       "  height 1.5\n"
+                       "end variables\n"
+                       "variable size 2 [1 3] `height * 2`\n"
+                       "segment a\n"
+                       "radius height\n"
+                       "length nothing_defined\n"
+                       "threshold `2 * 3 + height`\n");
   });
   ASSERT_NE(nullptr, type);
   Segment* a = findSegment(type, "a");
@@ -332,12 +329,10 @@ TEST_F(CdlTest, KeywordsAreTestedInTheirOrder) {
 
 TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
   write("parts/legs.cdl", "segment leg\nparent hips\n");
-  Agent* type = load("main.cdl", std::string(kHeader) +
-                                     "object person\n"
-                                     "segment hips\n"
-                                     "include parts/legs.cdl\n"
-                                     "segment head\n"
-                                     "end object\n");
+  Agent* type = load_object("person",
+                            "segment hips\n"
+                            "include parts/legs.cdl\n"
+                            "segment head\n");
   ASSERT_NE(nullptr, type);
   Segment* leg = findSegment(type, "leg");
   ASSERT_NE(nullptr, leg);
@@ -349,14 +344,12 @@ TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
 }
 
 TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
-  Agent* type = load("hero.cdl", std::string(kHeader) +
-                                     "object hero\n"
-                                     "segment root\n"
-                                     "bind_pose 1 2 3 10 20\n"
-                                     "segment tip\n"
-                                     "bind_pose -0.5\n"
-                                     "bind_pose pose.act\n"  // not numbers: ignored
-                                     "end object\n");
+  Agent* type = load_object("hero",
+                            "segment root\n"
+                            "bind_pose 1 2 3 10 20\n"
+                            "segment tip\n"
+                            "bind_pose -0.5\n"
+                            "bind_pose pose.act\n");  // not numbers: ignored
   ASSERT_NE(nullptr, type);
   EXPECT_EQ(nullptr, type->actions);
   Action* action = type->bind_pose_action;
@@ -386,34 +379,29 @@ TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
   EXPECT_STREQ("hero._bindpose", long_extension->bind_pose_action->name);
 
   // A bind-pose file named by the object wins over segment lines.
-  Agent* with_file = load("filed.cdl", std::string(kHeader) +
-                                           "object filed\nbind_pose +pose.act\n"
-                                           "segment root\nbind_pose 1 2 3\nend object\n");
+  Agent* with_file = load_object("filed", "bind_pose +pose.act\nsegment root\nbind_pose 1 2 3\n");
   ASSERT_NE(nullptr, with_file);
   EXPECT_STREQ("pose.act", with_file->bind_pose_file);
   EXPECT_EQ(nullptr, with_file->bind_pose_action);
 }
 
 TEST_F(CdlTest, MaterialsKeepPerPassRowsAndSelectorsResolveAlternatives) {
-  Agent* type =
-      load("shaded.cdl", std::string(kHeader) +
-                             "object shaded\n"
-                             "segment root\n"
-                             "material skin\n"
-                             "diffuse hsv 0 1 1\n"
-                             "specular 0.1 0.2 0.3\n"
-                             "shader \"mib_illum_phong\"\n"
-                             "shader beauty_cdl \"mib_illum_lambert\" \"diffuse\" 2 [1 0 0]\n"
-                             "displacement_bounds 0.5\n"
-                             "displ_bounds beauty_cdl 0.25\n"
-                             "option heads\n"
-                             "var head_choice\n"
-                             "geo head_b\n"
-                             "geo head_a\n"
-                             "attach root\n"
-                             "geometry head_a\n"
-                             "geometry head_b\n"
-                             "end object\n");
+  Agent* type = load_object("shaded",
+                            "segment root\n"
+                            "material skin\n"
+                            "diffuse hsv 0 1 1\n"
+                            "specular 0.1 0.2 0.3\n"
+                            "shader \"mib_illum_phong\"\n"
+                            "shader beauty_cdl \"mib_illum_lambert\" \"diffuse\" 2 [1 0 0]\n"
+                            "displacement_bounds 0.5\n"
+                            "displ_bounds beauty_cdl 0.25\n"
+                            "option heads\n"
+                            "var head_choice\n"
+                            "geo head_b\n"
+                            "geo head_a\n"
+                            "attach root\n"
+                            "geometry head_a\n"
+                            "geometry head_b\n");
   ASSERT_NE(nullptr, type);
   Material* skin = find_material(type, 0);
   ASSERT_NE(nullptr, skin);
