@@ -208,6 +208,16 @@ void translation(float* m, float x, float y, float z) {
   m[14] = z;
 }
 
+// Where a position walk puts `segment`, compared with (x, y, z).
+void expect_place(void (*walk)(Segment*, float*, float*, float*), Segment* segment, float x,
+                  float y, float z) {
+  Vector v;
+  walk(segment, &v.x, &v.y, &v.z);
+  EXPECT_NEAR(v.x, x, 1e-6f);
+  EXPECT_NEAR(v.y, y, 1e-6f);
+  EXPECT_NEAR(v.z, z, 1e-6f);
+}
+
 TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   Agent* type = new_agent_type("walk");
   Segment* hip = new_segment(type, "hip");
@@ -228,14 +238,8 @@ TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   expect_matrix_near(world, expected, 1e-6f);
 
   // The knee's offset along x is turned onto y by the hip.
-  float x, y, z;
-  segmentInAgentSpace(knee, &x, &y, &z);
-  EXPECT_NEAR(x, 0.0f, 1e-6f);
-  EXPECT_NEAR(y, 2.0f, 1e-6f);
-  segmentInWorldSpace(knee, &x, &y, &z);
-  EXPECT_NEAR(x, 10.0f, 1e-6f);
-  EXPECT_NEAR(y, 2.0f, 1e-6f);
-  EXPECT_NEAR(z, 0.0f, 1e-6f);
+  expect_place(segmentInAgentSpace, knee, 0, 2, 0);
+  expect_place(segmentInWorldSpace, knee, 10, 2, 0);
 
   // Rest and previous-frame walks read their own matrices.
   translation(knee->rest_matrix, 0, 0, 5);
@@ -256,18 +260,14 @@ TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   translation(hand->rest_matrix, 0, 0, 70);
   type->attach_segment = hand;
   type->attach_weight = 0.0f;
-  segmentInWorldSpace(knee, &x, &y, &z);
-  EXPECT_NEAR(z, 0.0f, 1e-6f);
+  expect_place(segmentInWorldSpace, knee, 10, 2, 0);
   type->attach_weight = 1.0f;
-  segmentInWorldSpace(knee, &x, &y, &z);
-  EXPECT_NEAR(x, 10.0f, 1e-6f);
-  EXPECT_NEAR(z, 100.0f, 1e-6f);
+  expect_place(segmentInWorldSpace, knee, 10, 2, 100);
   worldSpaceLast(knee, world);
   EXPECT_NEAR(world[14], 50.0f, 1e-6f);
   worldSpaceRest(knee, world);  // the rest pose is never carried
   EXPECT_NEAR(world[14], 6.0f, 1e-6f);
-  segmentInAgentSpace(knee, &x, &y, &z);
-  EXPECT_NEAR(z, 0.0f, 1e-6f);
+  expect_place(segmentInAgentSpace, knee, 0, 2, 0);
 
   // A parent cycle of two translations stops after 10000 parent steps: a itself and 5000 more
   // times each of b and a.
@@ -278,9 +278,7 @@ TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   b->parent = a;
   translation(a->matrix, 1, 0, 0);
   translation(b->matrix, 0, 1, 0);
-  segmentInWorldSpace(a, &x, &y, &z);
-  EXPECT_EQ(x, 5001.0f);
-  EXPECT_EQ(y, 5000.0f);
+  expect_place(segmentInWorldSpace, a, 5001, 5000, 0);
   // Two agents carried by each other stop after 64 carriers: 65 unit steps along z.
   Agent* other = new_agent_type("other");
   Segment* c = new_segment(other, "c");
@@ -290,8 +288,7 @@ TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
   ring->attach_segment = c;
   other->attach_segment = a;
   ring->attach_weight = other->attach_weight = 1.0f;
-  segmentInWorldSpace(a, &x, &y, &z);
-  EXPECT_EQ(z, 65.0f);
+  expect_place(segmentInWorldSpace, a, 0, 0, 65);
 }
 
 TEST(Walks, LocalMatrixFromChannelsRotatesThenTranslates) {
