@@ -94,9 +94,7 @@ TEST(Vectors, TheTwoNormalisationsDifferOnlyAtZero) {
   const Vector zero = {0.0f, 0.0f, 0.0f};
   expect_vector_near(Normalize(&zero), 0.0f, 0.0f, 0.0f, 0.0f);
   const Vector broken = normalize(&zero);
-  EXPECT_FALSE(std::isfinite(broken.x));
-  EXPECT_FALSE(std::isfinite(broken.y));
-  EXPECT_FALSE(std::isfinite(broken.z));
+  for (float c : {broken.x, broken.y, broken.z}) EXPECT_FALSE(std::isfinite(c));
 }
 
 TEST(Matrices, TransformsUseRowVectorsAndTheTranslationRow) {
@@ -356,10 +354,8 @@ TEST(Planes, NewellPlaneAreaAndProjection) {
   const Vector square[4] = {{0, 0, 5}, {2, 0, 5}, {2, 2, 5}, {0, 2, 5}};
   float plane[4];
   hordera::polygon_plane(square, 4, plane);
-  EXPECT_NEAR(plane[0], 0.0f, 1e-6f);
-  EXPECT_NEAR(plane[1], 0.0f, 1e-6f);
-  EXPECT_NEAR(plane[2], 1.0f, 1e-6f);
-  EXPECT_NEAR(plane[3], -5.0f, 1e-5f);
+  const float up[4] = {0, 0, 1, -5};
+  for (int i = 0; i < 4; ++i) EXPECT_NEAR(plane[i], up[i], 1e-5f) << i;
   // Reversed winding flips the normal and the sign of d.
   const Vector reversed[4] = {square[3], square[2], square[1], square[0]};
   hordera::polygon_plane(reversed, 4, plane);
