@@ -142,21 +142,22 @@ TEST(Action, ChannelIndicesAndBinding) {
   new_segment(type, "spine");
   new_userVar(type, "mood");
   new_userVar(type, "speed");
+  // Segment channels count six per segment in list order; control and variable names their
+  // own lists; what resolves to nothing is -1, of the kind its form names.
+  const struct {
+    const char* channel;
+    int index;
+    uint8_t kind;
+  } channels[] = {{"root:tx", 0, CURVE_KIND_SEGMENT},      {"spine:rz", 6 + 5, CURVE_KIND_SEGMENT},
+                  {"spine:ry", 6 + 4, CURVE_KIND_SEGMENT}, {"spine:ik.x", -1, CURVE_KIND_SEGMENT},
+                  {"neck:tx", -1, CURVE_KIND_SEGMENT},     {"transition", 0, CURVE_KIND_CONTROL},
+                  {"latch", 1, CURVE_KIND_CONTROL},        {"speed", 1, CURVE_KIND_VARIABLE},
+                  {"unknown", -1, CURVE_KIND_VARIABLE}};
   uint8_t kind = 99;
-  EXPECT_EQ(agent_channel_index(type, "root:tx", &kind), 0);
-  EXPECT_EQ(kind, CURVE_KIND_SEGMENT);
-  EXPECT_EQ(agent_channel_index(type, "spine:rz", &kind), 6 + 5);
-  EXPECT_EQ(agent_channel_index(type, "spine:ry", &kind), 6 + 4);
-  EXPECT_EQ(agent_channel_index(type, "spine:ik.x", &kind), -1);
-  EXPECT_EQ(kind, CURVE_KIND_SEGMENT);
-  EXPECT_EQ(agent_channel_index(type, "neck:tx", &kind), -1);
-  EXPECT_EQ(agent_channel_index(type, "transition", &kind), 0);
-  EXPECT_EQ(kind, CURVE_KIND_CONTROL);
-  EXPECT_EQ(agent_channel_index(type, "latch", &kind), 1);
-  EXPECT_EQ(agent_channel_index(type, "speed", &kind), 1);
-  EXPECT_EQ(kind, CURVE_KIND_VARIABLE);
-  EXPECT_EQ(agent_channel_index(type, "unknown", &kind), -1);
-  EXPECT_EQ(kind, CURVE_KIND_VARIABLE);
+  for (const auto& c : channels) {
+    EXPECT_EQ(agent_channel_index(type, c.channel, &kind), c.index) << c.channel;
+    EXPECT_EQ(kind, c.kind) << c.channel;
+  }
 
   // Binding a variable curve that does not resolve creates the user variable.
   Action* action = newAction(&type->actions);
