@@ -93,7 +93,7 @@ TEST(Segments, DefaultsAndListLinks) {
 TEST(Segments, FindIsExactCaseSensitiveAndFirstInListOrder) {
   Agent* type = new_agent_type("find");
   Segment* first = new_segment(type, "Head");
-  Segment* second = new_segment(type, "Head");
+  new_segment(type, "Head");  // a second of the name, never found
   new_segment(type, "neck");
   EXPECT_EQ(findSegment(type, "Head"), first);
   EXPECT_EQ(findSegment(type, "head"), nullptr);

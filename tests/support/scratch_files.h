@@ -6,22 +6,15 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "base/stream.h"
+#include "tests/support/files.h"
 
 namespace scratch {
 
-inline void write_file(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-inline std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using test_files::read_file;
+using test_files::write_file;
 
 // Writes `text` through the Stream layer, gzip-compressed when `compressed` is set.
 inline void write_stream(const std::string& path, const std::string& text, int compressed) {
