@@ -21,7 +21,8 @@
 #include "tests/support/plugin_scenario.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
+// The sanitizers' own count of the bytes their allocator has handed out and not taken back.
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
 
 namespace {
