@@ -83,6 +83,14 @@ void FileSink::flush() {
   text_.clear();
 }
 
+void FileSink::abandon() {
+  if (file_ == nullptr) return;
+  std::fclose(file_);
+  file_ = nullptr;
+  text_.clear();
+  ::unlink(temporary_.c_str());
+}
+
 bool FileSink::close() {
   if (file_ == nullptr) return false;
   // An empty gzip file is still gzip data: one empty member, as a gzip stream writes.

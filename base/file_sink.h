@@ -30,6 +30,8 @@ class FileSink {
   // name. Returns false when any write failed; the temporary file is then removed and a file
   // already under the final name is left as it was.
   bool close();
+  // Gives up the file: the temporary file is removed, the final name left as it was.
+  void abandon();
 
  private:
   void flush();

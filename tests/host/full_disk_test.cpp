@@ -16,9 +16,11 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
+#include "agent/weights.h"
 #include "host/output_file.h"
 #include "motion/apf.h"
 #include "tests/support/crowd_fixture.h"
@@ -63,10 +65,10 @@ std::set<std::string> names_in(const fs::path& dir) {
   return names;
 }
 
-// A crowd of a two-segment type: 500 agents make about 25 kB of pose cache, 20000 compress to
+// A crowd of a two-segment type: 500 agents make about 25 kB of pose cache, 8000 compress to
 // well over 4 kB.
 int write_pose_cache(const fs::path& dir, int compressed) {
-  const int agents = compressed ? 20000 : 500;
+  const int agents = compressed ? 8000 : 500;
   Agent* type = new_agent_type("man");
   new_segment(type, "root");
   new_segment(type, "arm")->animated = 1;
@@ -80,7 +82,7 @@ int write_pose_cache(const fs::path& dir, int compressed) {
   return apf_write(dir.c_str(), 3, compressed);
 }
 
-TEST(FullDisk, PoseCacheIsWholeOrNotThere) {
+TEST(FullDisk, EngineFilesAreWholeOrNotThere) {
   for (int compressed : {0, 1}) {
     SCOPED_TRACE(compressed ? "gzip" : "plain");
     const fs::path dir =
@@ -102,6 +104,26 @@ TEST(FullDisk, PoseCacheIsWholeOrNotThere) {
     EXPECT_EQ(names_in(dir), std::set<std::string>{name});
     EXPECT_GT(fs::file_size(dir / name), small_disk);
   }
+  // A weights file of 2000 vertices (about 14 kB) on the small disk.
+  const fs::path weights = fs::path(testing::TempDir()) / "full_disk_apf_0" / "body.w";
+  crowd_test::write_file(weights, "old weights");
+  const fs::path weights_errors = fs::path(testing::TempDir()) / "weights_errors.txt";
+  EXPECT_EQ(in_child_with_limit(small_disk, weights_errors,
+                                [&] {
+                                  const char* names[] = {"root"};
+                                  std::vector<int32_t> vertices(2000), deformers(2000, 0);
+                                  for (int v = 0; v < 2000; ++v) vertices[v] = v;
+                                  const std::vector<float> ones(2000, 1.0f);
+                                  return write_weights_file(weights.c_str(), names, 1, 2000, 2000,
+                                                            vertices.data(), deformers.data(),
+                                                            ones.data());
+                                }),
+            0);
+  EXPECT_EQ(read_file(weights), "old weights");
+  EXPECT_EQ(read_file(weights_errors),
+            weights.string() + ": error while writing the weights file\n");
+  EXPECT_EQ(names_in(weights.parent_path()), (std::set<std::string>{"body.w", "frame.3.apf"}));
+
   // A directory no file can be created in: the message, and nothing written.
   const fs::path errors = fs::path(testing::TempDir()) / "apf_errors.txt";
   EXPECT_EQ(in_child_with_limit(RLIM_INFINITY, errors, [] { return write_pose_cache("/proc", 0); }),
