@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "cdl/cdl.h"
 #include "host/locks.h"
 #include "host/memory.h"
 #include "host/messages.h"
@@ -25,6 +26,7 @@
 #include "host/scene_reader.h"
 #include "mray/procedural_record.h"
 #include "mray/procedural_subdivide.h"
+#include "sim/action_loading.h"
 #include "tests/support/crowd_fixture.h"
 #include "tests/support/plugin_scenario.h"
 
@@ -506,6 +508,50 @@ TEST(HostileFiles, ThroughSubdivideNothingBreaksAndGoodAgentsStayAsTheyWere) {
             << "no message names the file; messages:\n"
             << notable(messages);
       }
+    });
+  }
+}
+
+// Actions and whole clips are read when a simulation imports them, not at render time: the same
+// kinds of damage through the import, onto a good agent type.
+TEST(HostileFiles, ThroughActionImportNothingBreaksAndTheFileIsNamed) {
+  const fs::path dir = fs::path(testing::TempDir()) / "hostile_actions";
+  fs::create_directories(dir);
+  write_file(dir / "pup.cdl", agent_file(good_shader));
+  write_file(dir / "part.cdl", "");
+  const std::vector<std::pair<std::string, std::string>> damages = {
+      {"empty", ""},
+      {"binary", garbage(4096)},
+      {"enormous", enormous()},
+      {"cut", gzip(many("curve 1 2 3\n", 4000)).substr(0, 100)},
+  };
+  for (const char* extension : {".act", ".actb", ".act.gz", ".bvh", ".amc"}) {
+    for (const auto& [label, content] : damages) {
+      const fs::path path = dir / (label + extension);
+      write_file(path, content);
+      SCOPED_TRACE(path.filename().string());
+      plugin_test::in_child([&] {
+        alarm(60);
+        Agent* type = load_agent_type((dir / "pup.cdl").c_str());
+        ASSERT_NE(type, nullptr);
+        testing::internal::CaptureStderr();
+        agent_import_action(type->render_agent, path.c_str());
+        // The first line only says what is imported; a later one must say what is wrong.
+        const std::string messages = testing::internal::GetCapturedStderr();
+        const size_t reasons = messages.find('\n');
+        EXPECT_NE(messages.find(path.filename().string(), reasons), std::string::npos) << messages;
+      });
+    }
+    const fs::path folder = dir / (std::string("folder") + extension);
+    fs::create_directories(folder);
+    plugin_test::in_child([&] {
+      Agent* type = load_agent_type((dir / "pup.cdl").c_str());
+      ASSERT_NE(type, nullptr);
+      testing::internal::CaptureStderr();
+      EXPECT_EQ(agent_import_action(type->render_agent, folder.c_str()), 0);
+      const std::string messages = testing::internal::GetCapturedStderr();
+      const size_t reasons = messages.find('\n');
+      EXPECT_NE(messages.find(folder.filename().string(), reasons), std::string::npos) << messages;
     });
   }
 }
