@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "agent/nodes.h"
+#include "base/file_sink.h"
 
 #ifndef HORDERA_ENGINE_VERSION
 #define HORDERA_ENGINE_VERSION "4.1.18"
@@ -321,9 +322,20 @@ int write_weights_file(const char* path, const char* const* deformer_names, int3
   std::stable_sort(order.begin(), order.end(),
                    [&](int32_t a, int32_t b) { return vertices[a] < vertices[b]; });
 
-  File file(std::fopen(path, "w"));
-  if (!file) {
+  // The text is built in memory and written whole through a temporary file, so that a full
+  // disk never leaves half a weights file under the final name.
+  hordera::FileSink sink;
+  if (!sink.open(path, false)) {
     std::fprintf(stderr, "%s: cannot write the weights file: %s\n", path, std::strerror(errno));
+    return 0;
+  }
+  char* text = nullptr;
+  size_t text_size = 0;
+  File file(open_memstream(&text, &text_size));
+  std::unique_ptr<char, decltype(&std::free)> text_holder(nullptr, &std::free);
+  if (!file) {
+    sink.abandon();
+    std::fprintf(stderr, "%s: error while writing the weights file\n", path);
     return 0;
   }
   std::FILE* out = file.get();
@@ -341,7 +353,15 @@ int write_weights_file(const char* path, const char* const* deformer_names, int3
     }
     std::fputc('\n', out);
   }
-  if (std::ferror(out) != 0 || std::fflush(out) != 0) {
+  const bool formatted = std::ferror(out) == 0 && std::fflush(out) == 0;
+  file.reset();  // gives the text its final size
+  text_holder.reset(text);
+  if (!formatted || text == nullptr) {
+    sink.abandon();
+  } else {
+    sink.text().assign(text, text_size);
+  }
+  if (!formatted || text == nullptr || !sink.close()) {
     std::fprintf(stderr, "%s: error while writing the weights file\n", path);
     return 0;
   }

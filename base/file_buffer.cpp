@@ -57,6 +57,7 @@ bool FileBuffer::reserve(size_t bytes) {
 
 bool FileBuffer::load(const char* path, bool compressed) {
   size_ = 0;
+  damaged_ = false;
   if (bytes_ != nullptr) bytes_[0] = '\0';
   if (path == nullptr || path[0] == '\0' || is_directory(path)) return false;
   FILE* file = std::fopen(path, "rb");
@@ -151,6 +152,7 @@ bool FileBuffer::read_through_stream(const char* path) {
     size_ += got;
     if (got < kStreamPieceBytes) break;
   }
+  damaged_ = stream_error(in) != 0;
   stream_close(in);
   if (bytes_ != nullptr) bytes_[size_] = '\0';
   return true;

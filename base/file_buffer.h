@@ -22,6 +22,8 @@ class FileBuffer {
   bool load(const char* path, bool compressed);
 
   const char* data() const { return bytes_; }
+  // Whether the last load met damaged or truncated gzip data (and holds what came before it).
+  bool damaged() const { return damaged_; }
   size_t size() const { return size_; }
 
   // Copies the next line from `position` into `line` as stream_gets does with a buffer of
@@ -37,6 +39,7 @@ class FileBuffer {
   char* bytes_ = nullptr;
   size_t size_ = 0;
   size_t capacity_ = 0;
+  bool damaged_ = false;
 };
 
 }  // namespace hordera

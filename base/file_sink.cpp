@@ -3,7 +3,10 @@
 
 #include <libdeflate.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <memory>
 #include <vector>
 
@@ -30,6 +33,15 @@ bool is_directory(const char* path) {
   return stat(path, &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+// ".NAME.tmp.PID.N" beside `path`: hidden, and never the name of another writer's file.
+std::string temporary_name(const std::string& path) {
+  static std::atomic<unsigned> counter{0};
+  const size_t slash = path.find_last_of('/');
+  const size_t name = slash == std::string::npos ? 0 : slash + 1;
+  return path.substr(0, name) + "." + path.substr(name) + ".tmp." + std::to_string(::getpid()) +
+         "." + std::to_string(counter++);
+}
+
 }  // namespace
 
 FileSink::~FileSink() {
@@ -42,7 +54,9 @@ bool FileSink::open(const char* path, bool compressed) {
   text_.clear();
   compressed_ = compressed;
   if (path == nullptr || path[0] == '\0' || is_directory(path)) return false;
-  file_ = std::fopen(path, "wb");
+  path_ = path;
+  temporary_ = temporary_name(path_);
+  file_ = std::fopen(temporary_.c_str(), "wbx");
   return file_ != nullptr;
 }
 
@@ -69,6 +83,14 @@ void FileSink::flush() {
   text_.clear();
 }
 
+void FileSink::abandon() {
+  if (file_ == nullptr) return;
+  std::fclose(file_);
+  file_ = nullptr;
+  text_.clear();
+  ::unlink(temporary_.c_str());
+}
+
 bool FileSink::close() {
   if (file_ == nullptr) return false;
   // An empty gzip file is still gzip data: one empty member, as a gzip stream writes.
@@ -79,8 +101,13 @@ bool FileSink::close() {
     failed_ |= size == 0 || std::fwrite(packed, 1, size, file_) != size;
   }
   flush();
+  // A full disk may show only when the data reach it.
+  failed_ |= std::fflush(file_) != 0;
+  failed_ |= ::fsync(fileno(file_)) != 0 && errno != EINVAL && errno != EROFS;
   failed_ |= std::fclose(file_) != 0;
   file_ = nullptr;
+  if (!failed_) failed_ = std::rename(temporary_.c_str(), path_.c_str()) != 0;
+  if (failed_) ::unlink(temporary_.c_str());
   return !failed_;
 }
 

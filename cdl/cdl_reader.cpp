@@ -1,5 +1,7 @@
 // The agent-file reader: file checks, the line loop with its section states, and the finishing
 // work after a read (input references of brain nodes, node ids, output bindings).
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -136,7 +138,10 @@ int read_file(Context& context, const std::string& path) {
     fprintf(stderr, "cdl or .act\n");
     return 0;
   }
-  FILE* file = fopen(path.c_str(), "r");
+  // A directory opens as a file here but can never be read as one.
+  struct stat info;
+  const bool directory = stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+  FILE* file = directory ? nullptr : fopen(path.c_str(), "r");
   if (!file) {
     fprintf(stderr, "Couldn't open cdl file \"%s\"\n", path.c_str());
     return 0;
@@ -248,8 +253,15 @@ extern "C" Agent* load_agent_type(const char* path) {
     return nullptr;
   }
   currentAgent = saved_current;
-  if (last_agent_type == before) return nullptr;
+  if (last_agent_type == before) {
+    fprintf(stderr, "%s: no agent type in the file\n", path);
+    return nullptr;
+  }
   Agent* type = last_agent_type;
+  // "end object" clears the current object: one still open means the file was cut short.
+  if (object != nullptr)
+    fprintf(stderr, "%s: the file ends inside object \"%s\"\n", path,
+            object->name ? object->name : "");
   set_text(&type->cdl_file, path);
   set_text(&type->cdl_directory, directory_of(path));
   if (!type->render_agent) {

@@ -3,13 +3,16 @@
 // their vertices and polygons, then the materials with their shader calls, the named shaders,
 // the declarations, the textures and the scene variables.
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/commands.h"
 #include "host/memory.h"
 #include "host/messages.h"
+#include "host/output_file.h"
 #include "host/plugin.h"
 #include "host/render_session.h"
 #include "host/scene_dump.h"
@@ -46,9 +49,13 @@ int run_dump(const DumpOptions& options) {
     std::fprintf(stderr, "error: %s\n", error.c_str());
     return 1;
   }
+  // A dump to a file is built in memory and written whole through a temporary file, so that
+  // the file never holds half a dump.
+  char* dump_bytes = nullptr;
+  size_t dump_size = 0;
   std::FILE* out = stdout;
   if (!options.output.empty()) {
-    out = std::fopen(options.output.c_str(), "w");
+    out = open_memstream(&dump_bytes, &dump_size);
     if (out == nullptr) {
       std::fprintf(stderr, "error: %s: cannot write the dump\n", options.output.c_str());
       return 1;
@@ -62,6 +69,7 @@ int run_dump(const DumpOptions& options) {
     if (!session.start(&error)) {
       std::fprintf(stderr, "error: %s\n", error.c_str());
       if (out != stdout) std::fclose(out);
+      std::free(dump_bytes);
       return 1;
     }
     std::vector<host::RenderReport> renders;
@@ -81,9 +89,17 @@ int run_dump(const DumpOptions& options) {
     std::fprintf(stderr, "error: renderer memory from %s:%d (%zu bytes) is never released\n",
                  block.file.c_str(), block.line, block.size);
   clean = clean && errors == 0 && held.empty() && host::memory_release_faults() == 0;
-  if (out != stdout && std::fclose(out) != 0) {
-    std::fprintf(stderr, "error: %s: cannot write the dump\n", options.output.c_str());
-    clean = false;
+  if (out != stdout) {
+    std::string error;
+    if (std::fclose(out) != 0 ||
+        !host::write_file_atomically(options.output, std::string_view(dump_bytes, dump_size),
+                                     &error)) {
+      std::fprintf(
+          stderr, "error: %s\n",
+          error.empty() ? (options.output + ": cannot write the dump").c_str() : error.c_str());
+      clean = false;
+    }
+    std::free(dump_bytes);
   }
   std::fflush(stdout);
   return clean ? 0 : 1;

@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -414,13 +415,20 @@ void read_scene_text(std::string_view text, const std::string& path, Scene* scen
 
 bool read_scene_file(const std::string& path, Scene* scene) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) {
+  // A directory opens as a stream here but reads as nothing.
+  std::error_code ignored;
+  if (!in || std::filesystem::is_directory(path, ignored)) {
     scene->path = path;
     scene->errors.push_back(path + ": cannot open the scene file");
     return false;
   }
   std::ostringstream text;
   text << in.rdbuf();
+  if (in.bad()) {
+    scene->path = path;
+    scene->errors.push_back(path + ": cannot read the scene file");
+    return false;
+  }
   read_scene_text(text.str(), path, scene);
   return true;
 }

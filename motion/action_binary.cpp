@@ -26,6 +26,7 @@ class Reader {
 
   void set_swapped(bool swapped) { swapped_ = swapped; }
   size_t remaining() const { return bytes_.size() - position_; }
+  size_t position() const { return position_; }
 
   bool word(uint32_t* out) {
     if (remaining() < 4) return false;
@@ -184,12 +185,21 @@ int read_binary_file(const char* path, Agent* agent, Action** list) {
 
   Action* action = nullptr;
   for (uint32_t tag; in.word(&tag);) {
+    const size_t at = in.position() - 4;
     bool ok = false;
     if (tag == kActionTag)
       ok = read_action(in, version, list, &action);
     else if (tag == kCurveTag)
       ok = read_curve(in, agent, action);
-    if (!ok) break;  // an unknown tag or a record cut short ends the read
+    // An unknown tag or a record cut short ends the read; what came before is kept.
+    if (!ok) {
+      if (tag == kActionTag || tag == kCurveTag)
+        std::fprintf(stderr, "%s: record at byte %zu cut short; the rest is not read\n", path, at);
+      else
+        std::fprintf(stderr, "%s: unknown record tag %u at byte %zu; the rest is not read\n", path,
+                     tag, at);
+      break;
+    }
   }
   return 1;
 }

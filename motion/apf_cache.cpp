@@ -85,6 +85,9 @@ void parse_file(ApfCacheFile* file) {
     std::fprintf(stderr, "Failed to open file '%s' for caching\n", file->path.c_str());
     return;
   }
+  if (buffer.damaged())
+    std::fprintf(stderr, "%s: compressed data end early; the blocks before are kept\n",
+                 file->path.c_str());
   char line[kApfLineBytes];
   long record_count = 0;
   size_t work_size = kInitialWorkFloats;

@@ -204,7 +204,9 @@ int write_file(const char* directory, int frame, int compressed, bool previous) 
     out.flush_if_full();
     first = false;
   }
-  return out.close() ? 1 : 0;
+  if (out.close()) return 1;
+  std::fprintf(stderr, "ERROR: Couldn't write to %s\n", path);
+  return 0;
 }
 
 }  // namespace

@@ -31,9 +31,10 @@ namespace {
 constexpr float kDegreesPerRadian = 57.29578f;
 constexpr float kMetresPerInch = 0.0254f;
 
+// A directory of the name counts too, so that it is reported when read instead of passed over.
 bool exists(const std::string& path) {
   std::error_code error;
-  return std::filesystem::is_regular_file(path, error);
+  return std::filesystem::exists(path, error);
 }
 
 // The order code of rotations applied in `axes` order ("XYZ", "zx", ...), first acting first.

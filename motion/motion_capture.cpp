@@ -55,6 +55,8 @@ std::shared_ptr<const mocap::LinkedAmc> cached_amc(const char* path,
   }
   std::shared_ptr<const mocap::LinkedAmc> amc = mocap::load_linked_amc(path, agent_file);
   if (!amc) return nullptr;
+  // Reported once, when the file is read: every agent of a crowd may share the clip.
+  if (amc->clip.frames.empty()) std::fprintf(stderr, "%s: no frames\n", path);
   if (cache.size() >= kCachedFiles) cache.erase(cache.begin());
   cache.push_back(CachedAmc{path, agent_file, size, modified, amc});
   return amc;

@@ -13,6 +13,10 @@ RenderRecord* current_render_pass = nullptr;
 
 bool resolve_options(miTag string_options) {
   motion_blur = true;
+  // The previous render is over and no agent refers to its record any more: it is released, so
+  // that a renderer rendering frame after frame in one process does not keep one per frame.
+  release_render_record(current_render_pass);
+  current_render_pass = nullptr;
   RenderRecord* pass = new_render_record();
   current_render_pass = pass;
 

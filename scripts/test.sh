@@ -32,7 +32,7 @@ bash scripts/check-package.sh build-test
 run_suite build-sanitize -DCMAKE_BUILD_TYPE=Debug -DHORDERA_SANITIZE=address -DHORDERA_BUILD_BENCH=OFF
 
 # ThreadSanitizer: the suites that render from several threads at once.
-threaded_suites=(dump_command_test scene_dump_test procedural_test)
+threaded_suites=(dump_command_test scene_dump_test procedural_test render_threads_test)
 echo "== configuring build-thread"
 rm -rf build-thread
 cmake -S . -B build-thread -DCMAKE_BUILD_TYPE=Debug -DHORDERA_SANITIZE=thread \

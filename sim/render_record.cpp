@@ -37,6 +37,20 @@ RenderRecord* new_render_record(void) {
   return record;
 }
 
+void release_render_record(RenderRecord* record) {
+  if (record == nullptr) return;
+  for (RenderRecord** link = &renders; *link != nullptr; link = &(*link)->next)
+    if (*link == record) {
+      *link = record->next;
+      break;
+    }
+  for (char* text : {record->name, record->image_pattern, record->rib_pattern, record->pass_name,
+                     record->sim_dir[0], record->sim_dir[1], record->cloth_dir[0],
+                     record->cloth_dir[1], record->hair_dir[0], record->hair_dir[1]})
+    std::free(text);
+  std::free(record);
+}
+
 int find_render_pass(const char* name, int32_t renderer) {
   if (name == nullptr) return -1;
   int position = 0;
