@@ -13,10 +13,8 @@ RenderRecord* current_render_pass = nullptr;
 
 bool resolve_options(miTag string_options) {
   motion_blur = true;
-  // The previous render is over and no agent refers to its record any more: it is released, so
-  // that a renderer rendering frame after frame in one process does not keep one per frame.
-  release_render_record(current_render_pass);
-  current_render_pass = nullptr;
+  // Each render gets a record of its own; the records of earlier renders stay in the list of
+  // renders, so each takes a name of its own ("render", "render1", ...).
   RenderRecord* pass = new_render_record();
   current_render_pass = pass;
 

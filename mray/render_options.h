@@ -12,8 +12,7 @@ namespace mray {
 // during initialisation, read by the render threads afterwards.
 extern bool motion_blur;
 // The render record of the current render: its pass name (the "render_pass" option, or null)
-// and renderer kind 5. Null until the first options resolution; each resolution releases the
-// record of the one before.
+// and renderer kind 5. Null until the first options resolution; earlier records are kept.
 extern RenderRecord* current_render_pass;
 
 // Reads the options "render_pass" and "motion_blur" from the custom options `string_options`

@@ -22,9 +22,14 @@ bool render_name_taken(const std::string& name) {
 RenderRecord* new_render_record(void) {
   auto* record = static_cast<RenderRecord*>(std::calloc(1, sizeof(RenderRecord)));
   if (record == nullptr) return nullptr;
-  // "render", then "render1", "render2", ... for as long as the name is taken.
-  std::string name = "render";
-  for (int suffix = 1; render_name_taken(name); ++suffix) name = "render" + std::to_string(suffix);
+  // "render", then "render1", "render2", ... for as long as the name is taken. Records are never
+  // taken out of the list, so a suffix found taken stays taken: the search starts where the last
+  // one ended, and a renderer that makes a record per frame does not slow down frame by frame.
+  static int first_free = 0;
+  int suffix = first_free;
+  std::string name = suffix == 0 ? "render" : "render" + std::to_string(suffix);
+  while (render_name_taken(name)) name = "render" + std::to_string(++suffix);
+  first_free = suffix;
   record->name = strdup(name.c_str());
   record->image_pattern = strdup("%s#.tif");
   char rib[32];
@@ -35,20 +40,6 @@ RenderRecord* new_render_record(void) {
   while (*tail != nullptr) tail = &(*tail)->next;
   *tail = record;
   return record;
-}
-
-void release_render_record(RenderRecord* record) {
-  if (record == nullptr) return;
-  for (RenderRecord** link = &renders; *link != nullptr; link = &(*link)->next)
-    if (*link == record) {
-      *link = record->next;
-      break;
-    }
-  for (char* text : {record->name, record->image_pattern, record->rib_pattern, record->pass_name,
-                     record->sim_dir[0], record->sim_dir[1], record->cloth_dir[0],
-                     record->cloth_dir[1], record->hair_dir[0], record->hair_dir[1]})
-    std::free(text);
-  std::free(record);
 }
 
 int find_render_pass(const char* name, int32_t renderer) {

@@ -40,8 +40,6 @@ extern RenderPass* render_passes;
 
 // Creates a render record with its defaults (name made unique) and appends it to the list.
 RenderRecord* new_render_record(void);
-// Takes `record` out of the list of renders and frees it with its strings; null is ignored.
-void release_render_record(RenderRecord* record);
 // Finds the render pass with this name and renderer kind; its position, or -1.
 int find_render_pass(const char* name, int32_t renderer);
 // Finds or creates the render pass of that name (renderer kind 5); its position.
