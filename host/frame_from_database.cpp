@@ -95,7 +95,7 @@ void frame_from_database(const std::vector<AssemblyRun>& assemblies, FrameGeomet
         bool normals = !group.vertices.empty(), uvs = !group.vertices.empty();
         for (const VertexData& vertex : group.vertices) {
           normals = normals && vertex.normal >= 0;
-          uvs = uvs && !vertex.textures.empty();
+          uvs = uvs && vertex.texture_count > 0;
         }
         // Vertices made of the same vectors are one point of the mesh: the plug-in gives every
         // polygon corner a vertex of its own, which would make files several times larger.
@@ -104,7 +104,7 @@ void frame_from_database(const std::vector<AssemblyRun>& assemblies, FrameGeomet
         for (size_t v = 0; v < group.vertices.size(); ++v) {
           const VertexData& vertex = group.vertices[v];
           const std::array<int, 3> key = {vertex.position, normals ? vertex.normal : -1,
-                                          uvs ? vertex.textures[0] : -1};
+                                          uvs ? group.textures(vertex)[0] : -1};
           const auto [found, added] =
               made.emplace(key, static_cast<uint32_t>(mesh.positions.size()));
           point_of[v] = found->second;
@@ -112,7 +112,7 @@ void frame_from_database(const std::vector<AssemblyRun>& assemblies, FrameGeomet
           mesh.positions.push_back(vector_at(vertex.position));
           if (normals) mesh.normals.push_back(vector_at(vertex.normal));
           if (uvs) {
-            const Vec3 uvw = vector_at(vertex.textures[0]);
+            const Vec3 uvw = vector_at(group.textures(vertex)[0]);
             mesh.uvs.push_back({uvw[0], uvw[1]});
           }
         }
@@ -128,7 +128,8 @@ void frame_from_database(const std::vector<AssemblyRun>& assemblies, FrameGeomet
           }
           mesh.add_polygon(corners.data(), corners.size(), material_index(material));
         };
-        for (const PolygonData& polygon : group.polygons) add(polygon.corners, polygon.material);
+        for (const PolygonData& polygon : group.polygons)
+          add(group.corners(polygon), polygon.material);
         for (const SubdivisionMeshData& subdivision : object.subdivision_meshes)
           if (subdivision.group == static_cast<int>(g))
             for (size_t p = 0; p < subdivision.polygons.size(); ++p)
