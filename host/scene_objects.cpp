@@ -4,6 +4,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "host/database.h"
 #include "host/scene_names.h"
@@ -33,36 +35,51 @@ void start_building(std::unique_ptr<ObjectData> object) {
   building.object = owned_object.get();
 }
 
-// The sizes of the last group this thread finished. A crowd hands over many objects of the
-// same shape in a row, so a new group reserves that much room at once instead of growing (and
-// copying) its arrays step by step.
+// The sizes of the groups of objects this thread finished, by object name. A crowd hands over
+// the same objects (an agent's skin, clothes, hat) agent after agent, so a new group reserves
+// what its namesake held at once instead of growing (and copying) its arrays step by step.
 struct GroupSizes {
   size_t vectors = 0, vertices = 0, vertex_indices = 0, polygons = 0, polygon_corners = 0;
 };
-thread_local GroupSizes last_group;
+thread_local std::unordered_map<std::string, std::vector<GroupSizes>> sizes_by_name;
+constexpr size_t kRememberedNames = 4096;
 
-void reserve_like_last(GroupData& group) {
-  group.vectors.reserve(last_group.vectors);
-  group.vertices.reserve(last_group.vertices);
-  group.vertex_indices.reserve(last_group.vertex_indices);
-  group.polygons.reserve(last_group.polygons);
-  group.polygon_corners.reserve(last_group.polygon_corners);
+void reserve_like_namesake(const std::string& name, size_t index, GroupData& group) {
+  const auto found = sizes_by_name.find(name);
+  if (found == sizes_by_name.end() || index >= found->second.size()) return;
+  const GroupSizes& sizes = found->second[index];
+  group.vectors.reserve(sizes.vectors);
+  group.vertices.reserve(sizes.vertices);
+  group.vertex_indices.reserve(sizes.vertex_indices);
+  group.polygons.reserve(sizes.polygons);
+  group.polygon_corners.reserve(sizes.polygon_corners);
 }
 
-// Gives back room a group reserved but did not use, when that is more than a quarter of what
-// it holds (a small object after a large one), and remembers its sizes for the next group.
+// Gives back room a group holds but did not use, when that is more than a quarter of what it
+// holds, and remembers its sizes for the next object of the same name.
 template <typename T>
 void fit(std::vector<T>& items) {
   if (items.capacity() - items.size() > items.size() / 4 + 64) items.shrink_to_fit();
 }
-void finish_group(GroupData& group) {
+void finish_group(const std::string& name, size_t index, GroupData& group) {
   fit(group.vectors);
   fit(group.vertices);
   fit(group.vertex_indices);
   fit(group.polygons);
   fit(group.polygon_corners);
-  last_group = {group.vectors.size(), group.vertices.size(), group.vertex_indices.size(),
-                group.polygons.size(), group.polygon_corners.size()};
+  if (sizes_by_name.size() >= kRememberedNames && !sizes_by_name.contains(name))
+    sizes_by_name.clear();
+  std::vector<GroupSizes>& sizes = sizes_by_name[name];
+  if (sizes.size() <= index) sizes.resize(index + 1);
+  sizes[index] = {group.vectors.size(), group.vertices.size(), group.vertex_indices.size(),
+                  group.polygons.size(), group.polygon_corners.size()};
+}
+
+// Finishes the open group of the object being built.
+void finish_open_group() {
+  finish_group(building.object->name,
+               static_cast<size_t>(building.group - building.object->groups.data()),
+               *building.group);
 }
 
 // Serialises additions to instance groups made by mi_geoshader_add_result.
@@ -196,10 +213,11 @@ extern "C" miBoolean mi_api_object_group_begin(double) {
     host::scene_error("mi_api_object_group_begin",
                       "a group begun while the previous one of " + host::object_label() +
                           " is still open; the previous one is closed");
-  if (building.group != nullptr) host::finish_group(*building.group);
+  if (building.group != nullptr) host::finish_open_group();
   building.object->groups.emplace_back();
   building.group = &building.object->groups.back();
-  host::reserve_like_last(*building.group);
+  host::reserve_like_namesake(building.object->name, building.object->groups.size() - 1,
+                              *building.group);
   building.polygon_open = false;
   building.material = miNULLTAG;
   return miTRUE;
@@ -209,7 +227,7 @@ extern "C" miBoolean mi_api_object_group_end(void) {
   if (host::open_group("mi_api_object_group_end") == nullptr) return miFALSE;
   if (building.polygon_open)
     host::scene_error("mi_api_object_group_end", "the group ends inside a polygon");
-  host::finish_group(*building.group);
+  host::finish_open_group();
   building.group = nullptr;
   building.polygon_open = false;
   return miTRUE;
