@@ -10,6 +10,8 @@
 #include <map>
 #include <sstream>
 
+#include "host/parallel_for.h"
+
 namespace host {
 namespace {
 
@@ -64,6 +66,76 @@ tinygltf::Material pbr_material(const FrameMaterial& phong) {
   return material;
 }
 
+// One mesh's arrays as the file holds them, made before the model is assembled.
+struct PreparedMesh {
+  size_t left_out = 0;
+  std::vector<float> positions, normals, uvs;
+  std::vector<double> low = std::vector<double>(3, 0.0), high = std::vector<double>(3, 0.0);
+  std::map<int, std::vector<uint32_t>> groups;  // per material, the drawable triangles in order
+};
+
+PreparedMesh prepare(const FrameMesh& mesh) {
+  PreparedMesh arrays;
+  const size_t count = mesh.positions.size();
+  std::vector<char> usable(count);
+  arrays.positions.assign(count * 3, 0.0f);
+  std::vector<double>& low = arrays.low;
+  std::vector<double>& high = arrays.high;
+  bool first = true;
+  for (size_t i = 0; i < count; ++i) usable[i] = usable_point(mesh.positions[i]);
+  std::vector<char> used(count, 0);
+  for (size_t t = 0; t < mesh.triangle_count(); ++t) {
+    const uint32_t* corner = &mesh.triangles[t * 3];
+    bool ok = true;
+    for (int c = 0; c < 3; ++c) ok = ok && corner[c] < count && usable[corner[c]];
+    if (!ok) {
+      ++arrays.left_out;
+      continue;
+    }
+    const int material = t < mesh.triangle_materials.size() ? mesh.triangle_materials[t] : -1;
+    std::vector<uint32_t>& group = arrays.groups[material];
+    group.insert(group.end(), corner, corner + 3);
+    for (int c = 0; c < 3; ++c) used[corner[c]] = 1;
+  }
+  arrays.left_out += mesh.triangles.size() % 3 != 0;
+  if (arrays.groups.empty()) return arrays;
+  std::vector<float>& positions = arrays.positions;
+  for (size_t i = 0; i < count; ++i) {
+    if (!usable[i]) continue;
+    for (int c = 0; c < 3; ++c) positions[i * 3 + c] = mesh.positions[i][c];
+    if (!used[i]) continue;  // the bounds cover the points the triangles use
+    for (int c = 0; c < 3; ++c) {
+      low[c] = first ? mesh.positions[i][c] : std::min<double>(low[c], mesh.positions[i][c]);
+      high[c] = first ? mesh.positions[i][c] : std::max<double>(high[c], mesh.positions[i][c]);
+    }
+    first = false;
+  }
+  // Unused points sit inside the bounds so that the accessor's minimum and maximum hold.
+  for (size_t i = 0; i < count; ++i)
+    if (!used[i])
+      for (int c = 0; c < 3; ++c) positions[i * 3 + c] = static_cast<float>(low[c]);
+  if (mesh.normals.size() == count) {
+    arrays.normals.resize(count * 3);
+    for (size_t i = 0; i < count; ++i) {
+      const Vec3& n = mesh.normals[i];
+      const float l = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+      const bool ok = std::isfinite(l) && l > 1e-20f;
+      for (int c = 0; c < 3; ++c)
+        arrays.normals[i * 3 + c] = ok ? n[c] / l : (c == 1 ? 1.0f : 0.0f);
+    }
+  }
+  if (mesh.uvs.size() == count) {
+    // glTF puts the texture's origin at its top left; the renderer's is at the bottom left.
+    arrays.uvs.resize(count * 2);
+    for (size_t i = 0; i < count; ++i) {
+      const float u = mesh.uvs[i][0], v = mesh.uvs[i][1];
+      arrays.uvs[i * 2] = std::isfinite(u) ? u : 0.0f;
+      arrays.uvs[i * 2 + 1] = std::isfinite(v) ? 1.0f - v : 0.0f;
+    }
+  }
+  return arrays;
+}
+
 }  // namespace
 
 float roughness_from_phong(float exponent) {
@@ -72,7 +144,7 @@ float roughness_from_phong(float exponent) {
 }
 
 bool encode_gltf(const FrameGeometry& frame, bool binary, std::string* bytes, std::string* error,
-                 std::vector<std::string>* warnings) {
+                 std::vector<std::string>* warnings, int threads) {
   tinygltf::Model model;
   model.asset.version = "2.0";
   model.asset.generator = "hordera " HORDERA_ENGINE_VERSION;
@@ -92,83 +164,42 @@ bool encode_gltf(const FrameGeometry& frame, bool binary, std::string* bytes, st
     return material_of[index] = static_cast<int>(model.materials.size() - 1);
   };
 
+  // Each mesh's arrays are made on the threads; the model is then assembled in order.
+  std::vector<PreparedMesh> prepared(frame.meshes.size());
+  parallel_for(frame.meshes.size(), threads,
+               [&](size_t m) { prepared[m] = prepare(frame.meshes[m]); });
+
   std::map<std::string, int> agent_nodes;
   size_t left_out = 0;
-  for (const FrameMesh& mesh : frame.meshes) {
+  for (size_t m = 0; m < frame.meshes.size(); ++m) {
+    const FrameMesh& mesh = frame.meshes[m];
+    PreparedMesh& arrays = prepared[m];
+    left_out += arrays.left_out;
+    if (arrays.groups.empty()) continue;
     const size_t count = mesh.positions.size();
-    std::vector<char> usable(count);
-    std::vector<float> positions(count * 3, 0.0f);
-    std::vector<double> low(3, 0.0), high(3, 0.0);
-    bool first = true;
-    // Per material, the triangles that can be drawn, in the mesh's order.
-    std::map<int, std::vector<uint32_t>> groups;
-    for (size_t i = 0; i < count; ++i) usable[i] = usable_point(mesh.positions[i]);
-    std::vector<char> used(count, 0);
-    for (size_t t = 0; t < mesh.triangle_count(); ++t) {
-      const uint32_t* corner = &mesh.triangles[t * 3];
-      bool ok = true;
-      for (int c = 0; c < 3; ++c) ok = ok && corner[c] < count && usable[corner[c]];
-      if (!ok) {
-        ++left_out;
-        continue;
-      }
-      const int material = t < mesh.triangle_materials.size() ? mesh.triangle_materials[t] : -1;
-      std::vector<uint32_t>& group = groups[material];
-      group.insert(group.end(), corner, corner + 3);
-      for (int c = 0; c < 3; ++c) used[corner[c]] = 1;
-    }
-    left_out += mesh.triangles.size() % 3 != 0;
-    if (groups.empty()) continue;
-    for (size_t i = 0; i < count; ++i) {
-      if (!usable[i]) continue;
-      for (int c = 0; c < 3; ++c) positions[i * 3 + c] = mesh.positions[i][c];
-      if (!used[i]) continue;  // the bounds cover the points the triangles use
-      for (int c = 0; c < 3; ++c) {
-        low[c] = first ? mesh.positions[i][c] : std::min<double>(low[c], mesh.positions[i][c]);
-        high[c] = first ? mesh.positions[i][c] : std::max<double>(high[c], mesh.positions[i][c]);
-      }
-      first = false;
-    }
-    // Unused points sit inside the bounds so that the accessor's minimum and maximum hold.
-    for (size_t i = 0; i < count; ++i)
-      if (!used[i])
-        for (int c = 0; c < 3; ++c) positions[i * 3 + c] = static_cast<float>(low[c]);
-
     tinygltf::Primitive prototype;
     prototype.mode = TINYGLTF_MODE_TRIANGLES;
     const int position_accessor =
-        add_accessor(&model, positions.data(), count, 12, TINYGLTF_COMPONENT_TYPE_FLOAT,
+        add_accessor(&model, arrays.positions.data(), count, 12, TINYGLTF_COMPONENT_TYPE_FLOAT,
                      TINYGLTF_TYPE_VEC3, kArrayBuffer);
-    model.accessors[position_accessor].minValues = low;
-    model.accessors[position_accessor].maxValues = high;
+    model.accessors[position_accessor].minValues = arrays.low;
+    model.accessors[position_accessor].maxValues = arrays.high;
     prototype.attributes["POSITION"] = position_accessor;
-    if (mesh.normals.size() == count) {
-      std::vector<float> normals(count * 3);
-      for (size_t i = 0; i < count; ++i) {
-        const Vec3& n = mesh.normals[i];
-        const float l = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-        const bool ok = std::isfinite(l) && l > 1e-20f;
-        for (int c = 0; c < 3; ++c) normals[i * 3 + c] = ok ? n[c] / l : (c == 1 ? 1.0f : 0.0f);
-      }
+    if (mesh.normals.size() == count)
       prototype.attributes["NORMAL"] =
-          add_accessor(&model, normals.data(), count, 12, TINYGLTF_COMPONENT_TYPE_FLOAT,
+          add_accessor(&model, arrays.normals.data(), count, 12, TINYGLTF_COMPONENT_TYPE_FLOAT,
                        TINYGLTF_TYPE_VEC3, kArrayBuffer);
-    }
-    if (mesh.uvs.size() == count) {
-      // glTF puts the texture's origin at its top left; the renderer's is at the bottom left.
-      std::vector<float> uvs(count * 2);
-      for (size_t i = 0; i < count; ++i) {
-        const float u = mesh.uvs[i][0], v = mesh.uvs[i][1];
-        uvs[i * 2] = std::isfinite(u) ? u : 0.0f;
-        uvs[i * 2 + 1] = std::isfinite(v) ? 1.0f - v : 0.0f;
-      }
+    if (mesh.uvs.size() == count)
       prototype.attributes["TEXCOORD_0"] =
-          add_accessor(&model, uvs.data(), count, 8, TINYGLTF_COMPONENT_TYPE_FLOAT,
+          add_accessor(&model, arrays.uvs.data(), count, 8, TINYGLTF_COMPONENT_TYPE_FLOAT,
                        TINYGLTF_TYPE_VEC2, kArrayBuffer);
-    }
+    // The mesh's arrays are in the buffer now.
+    arrays.positions = {};
+    arrays.normals = {};
+    arrays.uvs = {};
     tinygltf::Mesh gltf_mesh;
     gltf_mesh.name = mesh.name;
-    for (const auto& [material, triangles] : groups) {
+    for (const auto& [material, triangles] : arrays.groups) {
       tinygltf::Primitive primitive = prototype;
       primitive.indices = add_accessor(&model, triangles.data(), triangles.size(), 4,
                                        TINYGLTF_COMPONENT_TYPE_UNSIGNED_INT, TINYGLTF_TYPE_SCALAR,

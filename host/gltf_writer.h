@@ -14,9 +14,10 @@ namespace host {
 // texture coordinates, and one primitive per material. Materials are metal-free PBR
 // approximations of the Phong parameters (see docs/preview.md). Triangles with unusable
 // coordinates or corner indices are left out with one warning. False with `*error` set when
-// no triangle is left.
+// no triangle is left. The meshes' arrays are made on up to `threads` threads; the result does
+// not depend on their number.
 bool encode_gltf(const FrameGeometry& frame, bool binary, std::string* bytes, std::string* error,
-                 std::vector<std::string>* warnings);
+                 std::vector<std::string>* warnings, int threads = 1);
 
 // The PBR roughness that approximates a Phong highlight of this exponent: the Beckmann
 // slope (2 / (exponent + 2))^(1/2), whose square root is glTF's perceptual roughness.

@@ -1,15 +1,19 @@
-// The OBJ text of a frame, made on one thread and on several: indices run on across objects
-// (an object with nothing drawn takes none), materials are listed in the order their "usemtl"
-// lines come, and the text is the same whatever the number of threads.
+// The bake files of a frame, made on one thread and on several. OBJ: indices run on across
+// objects (an object with nothing drawn takes none), materials are listed in the order their
+// "usemtl" lines come, and the text is the same whatever the number of threads. glTF: the
+// same bytes whatever the number of threads.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <string>
 #include <vector>
 
+#include "host/gltf_writer.h"
 #include "host/obj_writer.h"
 
 namespace {
+
+host::FrameGeometry three_meshes();
 
 host::FrameMesh triangle(const char* name, float x, int material) {
   host::FrameMesh mesh;
@@ -21,7 +25,8 @@ host::FrameMesh triangle(const char* name, float x, int material) {
   return mesh;
 }
 
-TEST(ObjEncoding, IndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
+// Three meshes: "a" (skin), "lost" (nothing drawable), "b" (cloth, then the default material).
+host::FrameGeometry three_meshes() {
   host::FrameGeometry frame;
   frame.materials.resize(2);
   frame.materials[0].name = "cloth";
@@ -36,7 +41,11 @@ TEST(ObjEncoding, IndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
   two.triangle_materials.push_back(-1);
   two.uvs = {{0, 0}, {1, 0}, {0, 1}, {1, 1}};
   frame.meshes.push_back(two);
+  return frame;
+}
 
+TEST(BakeEncoding, ObjIndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
+  const host::FrameGeometry frame = three_meshes();
   std::string obj, mtl, error;
   std::vector<std::string> warnings;
   ASSERT_TRUE(host::encode_obj(frame, "crowd.mtl", &obj, &mtl, &error, &warnings, 1));
@@ -65,6 +74,21 @@ TEST(ObjEncoding, IndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
       host::encode_obj(frame, "crowd.mtl", &obj_on_threads, &mtl_on_threads, &error, &warnings, 3));
   EXPECT_EQ(obj_on_threads, obj);
   EXPECT_EQ(mtl_on_threads, mtl);
+}
+
+TEST(BakeEncoding, GltfIsTheSameOnAnyNumberOfThreads) {
+  host::FrameGeometry frame = three_meshes();
+  for (int copy = 0; copy < 20; ++copy) frame.meshes.push_back(frame.meshes[copy % 3]);
+  for (bool binary : {true, false}) {
+    std::string one, many, error;
+    std::vector<std::string> warnings;
+    ASSERT_TRUE(host::encode_gltf(frame, binary, &one, &error, &warnings, 1)) << error;
+    ASSERT_TRUE(host::encode_gltf(frame, binary, &many, &error, &warnings, 4)) << error;
+    EXPECT_EQ(many, one) << binary;
+    // Each "lost" copy leaves its triangle out: 1 + 7 of the 20 copies, in one warning per call.
+    ASSERT_EQ(warnings.size(), 2u);
+    EXPECT_EQ(warnings[0].rfind("8 triangles", 0), 0u) << warnings[0];
+  }
 }
 
 }  // namespace
