@@ -41,7 +41,7 @@ int run_render(RenderOptions& options) {
   // A single picture shows its own progress over tiles; a sequence shows frames instead.
   const bool tile_progress = !options.quiet && options.sequence.frames.empty();
   return host::run_sequence(
-      options.sequence, [&](const host::FrameGeometry& frame, const std::string& output,
+      options.sequence, [&](int, const host::FrameGeometry& frame, const std::string& output,
                             std::string* error, std::vector<std::string>* warnings) {
         host::PreviewSettings frame_settings = settings;
         std::unique_ptr<host::ProgressBar> bar;

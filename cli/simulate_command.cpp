@@ -21,7 +21,7 @@ struct SimulateArguments {
 int run(const SimulateArguments& arguments) {
   cli::SimulationRunOptions options;
   std::string error;
-  if (!cli::parse_frame_range(arguments.frames, &options.frames, &error)) {
+  if (!cli::parse_simulation_frames(arguments.frames, &options.frames, &error)) {
     std::fprintf(stderr, "hordera simulate: %s\n", error.c_str());
     return 2;
   }

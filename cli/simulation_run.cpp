@@ -10,43 +10,23 @@
 #include <filesystem>
 #include <system_error>
 
+#include "host/progress_bar.h"
 #include "motion/apf.h"
 #include "sim/evaluators.h"
 #include "sim/simulation.h"
 
 namespace cli {
 
-namespace {
-
 namespace fs = std::filesystem;
 
-void show_progress(int done, int total) {
-  constexpr int kWidth = 30;
-  int filled = total > 0 ? done * kWidth / total : kWidth;
-  std::fprintf(stderr, "\rsimulating [%.*s%*s] %d/%d frames", filled,
-               "##############################", kWidth - filled, "", done, total);
-  if (done == total) std::fputc('\n', stderr);
-  std::fflush(stderr);
-}
-
-}  // namespace
-
-bool parse_frame_range(const std::string& text, FrameRange* range, std::string* error) {
-  int first = 0, last = 0, used = 0;
-  const char* s = text.c_str();
-  bool ok = false;
-  if (std::sscanf(s, "%d-%d%n", &first, &last, &used) == 2 && s[used] == '\0') {
-    ok = true;
-  } else if (std::sscanf(s, "%d%n", &first, &used) == 1 && s[used] == '\0') {
-    last = first;
-    ok = true;
-  }
-  if (!ok || first < 1 || last < first || last > 1000000) {
+bool parse_simulation_frames(const std::string& text, host::FrameRange* range, std::string* error) {
+  host::FrameRange read;
+  std::string ignored;
+  if (!host::parse_frame_range(text, &read, &ignored) || read.first < 1 || read.last > 1000000) {
     *error = "frames \"" + text + "\": give A-B with 1 <= A <= B <= 1000000";
     return false;
   }
-  range->first = first;
-  range->last = last;
+  *range = read;
   return true;
 }
 
@@ -59,7 +39,7 @@ int run_simulation(const SimulationRunOptions& options, const std::function<void
   if (code) {
     std::fprintf(stderr, "%s: cannot create the directory: %s\n", partial.c_str(),
                  code.message().c_str());
-    return options.frames.last - options.frames.first + 1;
+    return static_cast<int>(options.frames.count());
   }
   sim_use_evaluators();
   sim_settings = {};
@@ -67,7 +47,7 @@ int run_simulation(const SimulationRunOptions& options, const std::function<void
   resetAll();
   if (after_reset) after_reset();
   int failed = 0;
-  int total = options.frames.last - options.frames.first + 1;
+  host::ProgressBar bar("simulate", options.frames.count(), options.progress);
   for (int frame = 1; frame <= options.frames.last; ++frame) {
     nextFrame(0);
     if (frame < options.frames.first) continue;
@@ -83,8 +63,9 @@ int run_simulation(const SimulationRunOptions& options, const std::function<void
     }
     if (!ok) ++failed;
     if (after_frame) after_frame(frame, ok);
-    if (options.progress) show_progress(frame - options.frames.first + 1, total);
+    bar.update(frame - options.frames.first + 1);
   }
+  bar.finish();
   simming = 0;
   fs::remove_all(partial, code);
   return failed;

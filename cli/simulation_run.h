@@ -5,21 +5,19 @@
 #include <functional>
 #include <string>
 
+#include "host/frame_range.h"
+
 namespace cli {
 
-struct FrameRange {
-  int first = 1;
-  int last = 1;
-};
-
-// Parses "A-B" or "A" (whole frames, 1 <= A <= B <= 1000000); false with `*error` set otherwise.
-bool parse_frame_range(const std::string& text, FrameRange* range, std::string* error);
+// Reads "A-B" or "A" as the other frame-range commands do, limited to the frames a simulation
+// can write (1 <= A <= B <= 1000000); false with `*error` set otherwise.
+bool parse_simulation_frames(const std::string& text, host::FrameRange* range, std::string* error);
 
 struct SimulationRunOptions {
-  std::string directory;  // where the pose caches go (created when missing)
-  FrameRange frames;      // frames written; the run always simulates from frame 1
-  bool gzip = false;      // "frame.N.apf.gz" instead of "frame.N.apf"
-  bool progress = true;   // a progress bar on standard error
+  std::string directory;    // where the pose caches go (created when missing)
+  host::FrameRange frames;  // frames written; the run always simulates from frame 1
+  bool gzip = false;        // "frame.N.apf.gz" instead of "frame.N.apf"
+  bool progress = true;     // a progress bar on standard error
 };
 
 // Resets the scene, runs frames 1 to the last of the range with brain evaluation and action

@@ -6,6 +6,7 @@
 #include "host/frame_from_database.h"
 #include "host/messages.h"
 #include "host/parallel_for.h"
+#include "host/pose_source_check.h"
 #include "host/render_session.h"
 #include "host/scene_reader.h"
 
@@ -40,6 +41,13 @@ bool FrameBuilder::build(const std::string& scene_path, FrameGeometry* frame, st
   for (const std::string& fault : scene.errors) warnings->push_back(fault);
   if (scene.instances.empty()) {
     *error = scene_path + ": the scene holds no crowd instances";
+    return false;
+  }
+  const std::vector<std::string> unreadable = unreadable_pose_sources(scene);
+  if (!unreadable.empty()) {
+    *error = scene_path + ": " + unreadable[0];
+    if (unreadable.size() > 1)
+      *error += " (and " + std::to_string(unreadable.size() - 1) + " more)";
     return false;
   }
   clear_messages();

@@ -56,7 +56,7 @@ bool write_bake(const FrameGeometry& frame, const std::string& path, std::string
     return write_file_atomically(mtl_path, mtl, error) && write_file_atomically(path, obj, error);
   }
   std::string bytes;
-  if (!encode_gltf(frame, format == BakeFormat::glb, &bytes, &reason, warnings, thread_count(0))) {
+  if (!encode_gltf(frame, format == BakeFormat::glb, &bytes, &reason, warnings)) {
     *error = path + ": " + reason;
     return false;
   }

@@ -38,7 +38,7 @@ int run_sequence(const SequenceOptions& options, const FrameWriter& write) {
     FrameGeometry geometry;
     std::vector<std::string> warnings;
     bool ok = builder.build(scene, &geometry, failure, &warnings) &&
-              write(geometry, output, failure, &warnings);
+              write(frame, geometry, output, failure, &warnings);
     for (const std::string& warning : warnings)
       std::fprintf(stderr, "warning: %s\n", warning.c_str());
     return ok;

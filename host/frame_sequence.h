@@ -20,9 +20,10 @@ struct SequenceOptions {
   int threads = 0;       // threads building each frame's agents and meshes (0: every core)
 };
 
-// Writes one frame's output: false with `*error` set when it failed.
-using FrameWriter = std::function<bool(const FrameGeometry& frame, const std::string& output,
-                                       std::string* error, std::vector<std::string>* warnings)>;
+// Writes frame `number`'s output: false with `*error` set when it failed.
+using FrameWriter =
+    std::function<bool(int number, const FrameGeometry& frame, const std::string& output,
+                       std::string* error, std::vector<std::string>* warnings)>;
 
 // Poses every frame and hands it to `write`, printing warnings ("warning: ...") and failures
 // on standard error. Returns the command's exit status: 0 only when every frame was written.

@@ -8,11 +8,13 @@
 #include "motion/cache_files.h"
 
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
 #include "agent/agent.h"
+#include "agent/skeleton.h"
 #include "motion/line_reader.h"
 
 namespace hordera {
@@ -122,6 +124,19 @@ bool read_cache_frame(const std::string& path, bool hair, CacheFrame& frame) {
   }
   if (!good) frame.points.clear();
   return hair ? !frame.curves.empty() : good && !frame.points.empty();
+}
+
+void agent_space_matrix(Agent* agent, CacheTime time, float* out) {
+  Segment* root = agent->segments;
+  while (root != nullptr && root->parent != nullptr) root = root->next;
+  if (root == nullptr) {
+    std::memcpy(out, time == CacheTime::current ? agent->matrix : agent->last_matrix,
+                sizeof(Matrix));
+  } else if (time == CacheTime::current) {
+    worldSpace(root, out);
+  } else {
+    worldSpaceLast(root, out);
+  }
 }
 
 void cache_to_world(CacheFrame& frame, const float* m) {

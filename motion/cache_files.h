@@ -34,8 +34,17 @@ std::string find_cache_file(const char* directory, const Agent* agent, const std
 // the file cannot be used at all (nothing usable is kept then).
 bool read_cache_frame(const std::string& path, bool hair, CacheFrame& frame);
 
-// Moves agent-space points (and normals) into world space by the agent's matrix (`matrix`, 16
-// floats, row vectors).
+// Which frame's transforms place an agent-space cache.
+enum class CacheTime { current, previous };
+
+// The matrix that takes agent-space cache points into world space: the world transform of the
+// agent's root segment (the first segment without a parent) for the frame, so that the points
+// follow the agent wherever its pose puts it, in a simulation (where the agent's matrix closes
+// the chain) and at render time (where the root segment carries the placement) alike. An agent
+// without segments uses its own matrix.
+void agent_space_matrix(Agent* agent, CacheTime time, float* out);
+
+// Moves agent-space points (and normals) into world space by `matrix` (16 floats, row vectors).
 void cache_to_world(CacheFrame& frame, const float* matrix);
 
 }  // namespace hordera

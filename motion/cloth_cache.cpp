@@ -131,7 +131,9 @@ extern "C" int cloth_load_frame(Agent* agent, ClothNode* cloth, const char* dire
     cloth_release(cloth);
     return 0;
   }
-  cache_to_world(current, agent->matrix);
+  Matrix placement;
+  agent_space_matrix(agent, CacheTime::current, placement);
+  cache_to_world(current, placement);
   Mesh* mesh = posed_mesh(shape, current);
   mesh_free(shape);
   cloth_release(cloth);
@@ -148,7 +150,8 @@ extern "C" int cloth_load_frame(Agent* agent, ClothNode* cloth, const char* dire
   CacheFrame previous;
   if (!previous_path.empty() && read_cache_frame(previous_path, false, previous)) {
     if (previous.points.size() == count) {
-      cache_to_world(previous, agent->last_matrix);
+      agent_space_matrix(agent, CacheTime::previous, placement);
+      cache_to_world(previous, placement);
       std::memcpy(cloth->previous_points, previous.points.data(), sizeof(Vector) * count);
     } else {
       report_at(previous_path.c_str(), 0, "%zu points, the cloth's mesh has %zu",

@@ -65,12 +65,15 @@ int hair_load_frame(Agent* agent, HairNode* hair, const char* directory, int fra
     return 0;
   }
   if (!read_cache_frame(path, true, guides->current)) return 0;
-  cache_to_world(guides->current, agent->matrix);
+  Matrix placement;
+  agent_space_matrix(agent, CacheTime::current, placement);
+  cache_to_world(guides->current, placement);
   guides->motion_blur = motion_blur != 0;
   if (motion_blur) {
     std::string previous = find_cache_file(directory, agent, piece, frame - 1, "hair");
     if (!previous.empty() && read_cache_frame(previous, true, guides->previous)) {
-      cache_to_world(guides->previous, agent->last_matrix);
+      agent_space_matrix(agent, CacheTime::previous, placement);
+      cache_to_world(guides->previous, placement);
       guides->has_previous = true;
     }
   }

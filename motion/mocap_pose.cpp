@@ -1,15 +1,20 @@
 // Motion-capture frames to segment channels.
 //
 // An Acclaim bone turns about its own axes: its frame is the rest frame rotated by its "axis"
-// angles C, and the AMC values are rotations M about that frame's axes in the bone's dof order.
-// Seen from the segment's rest frame, whose axes are the skeleton's (the mocap rest pose is the
-// agent's rest pose, segments unrotated), the bone's local rotation is C^-1 * M * C (row vectors,
-// the first rotation of an order acting first), which is then written as Euler angles in the
-// segment's own order. Lengths are turned from the skeleton's units (inches times its length
-// factor) into the scene's unit.
+// angles C, and the AMC values are rotations M about that frame's axes in the bone's dof order,
+// so that, seen from its parent, the bone turns by D = C^-1 * M * C (row vectors, the first
+// rotation of an order acting first). BVH joints turn by their channels' rotations directly. In
+// both formats every bone of the rest pose is aligned with the skeleton's axes. The agent's rest
+// pose is taken to be the capture's rest pose, but its segments may be turned at rest: the
+// segment then keeps its rest rotation R and takes the capture's turn in its parent's rest frame
+// P (the parent's rest rotation in agent space), giving the local rotation R * P * D * P^-1, which
+// is D itself for unrotated segments. It is written as Euler angles in the segment's own order.
+// Lengths are turned from the skeleton's units (inches times its length factor) into the scene's
+// unit.
 #include "motion/mocap_pose.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -68,7 +73,22 @@ void rotation_inverse(const float* rotation, float* out) {
   std::memcpy(out, result, sizeof result);
 }
 
-// Writes the rotation channels of `segment` for the rotation C^-1 * M * C.
+// The rotation of a rest matrix, rows made unit length (a rest scale is not a turn), translation
+// cleared.
+void rest_rotation(const float* matrix, float* out) {
+  float result[16] = {0};
+  for (int row = 0; row < 3; ++row) {
+    const float* in = matrix + row * 4;
+    const float length = std::sqrt(in[0] * in[0] + in[1] * in[1] + in[2] * in[2]);
+    for (int column = 0; column < 3; ++column)
+      result[row * 4 + column] = length > 0 ? in[column] / length : (row == column ? 1.0f : 0.0f);
+  }
+  result[15] = 1;
+  std::memcpy(out, result, sizeof result);
+}
+
+// Writes the rotation channels of `segment` for the capture's turn C^-1 * M * C, kept on top of
+// the segment's rest rotation as the file comment says.
 void sink_rotation(Segment* segment, const float* axis_radians, int32_t axis_order,
                    const float* motion_radians, int32_t motion_order, const ChannelSink& sink) {
   float c[16], c_inverse[16], m[16], local[16];
@@ -78,6 +98,19 @@ void sink_rotation(Segment* segment, const float* axis_radians, int32_t axis_ord
                               m);
   multiply(c_inverse, m, local);
   multiply(local, c, local);
+  float parent[16], parent_inverse[16], rest[16];
+  if (segment->parent != nullptr) {
+    float chain[16];
+    agentSpaceRest(segment->parent, chain);
+    rest_rotation(chain, parent);
+  } else {
+    hordera::matrix_identity(parent);
+  }
+  rotation_inverse(parent, parent_inverse);
+  rest_rotation(segment->rest_matrix, rest);
+  multiply(parent, local, local);
+  multiply(local, parent_inverse, local);
+  multiply(rest, local, local);
   float r[3] = {0, 0, 0};
   rotationsFromMatrix(local, &r[0], &r[1], &r[2], segment->order);
   for (int i = 0; i < 3; ++i) sink(segment, 3 + i, r[i] * kDegreesPerRadian);

@@ -89,7 +89,8 @@ void hsv_to_rgb(float hue, float saturation, float value, float rgb[3]) {
     return;
   }
   float h = (hue - std::floor(hue)) * 6.0f;
-  if (h >= 6.0f) h = 0;
+  // 6 after rounding wraps to 0; so does a hue that is NaN or infinite (its h is NaN).
+  if (!(h >= 0.0f && h < 6.0f)) h = 0;
   const int sector = static_cast<int>(h);
   const float f = h - static_cast<float>(sector);
   const float p = value * (1 - saturation);

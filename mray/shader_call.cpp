@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/float_to_int.h"
 #include "mray/renderer_memory.h"
 #include "mray/shader_description.h"
 
@@ -72,7 +73,7 @@ void give_value(const DescriptionParameter& parameter) {
       break;
     case CODE_BOOLEAN:
     case CODE_INTEGER: {
-      miInteger value = static_cast<miInteger>(number_at(parameter, 0));
+      miInteger value = hordera::truncate_to_int(number_at(parameter, 0));
       MI_CALL(mi_debug, " %d\n", value);
       MI_CALL(mi_api_parameter_value, code == CODE_BOOLEAN ? miTYPE_BOOLEAN : miTYPE_INTEGER,
               &value, nullptr, nullptr);

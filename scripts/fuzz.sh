@@ -2,21 +2,26 @@
 # Builds the reader fuzzers with clang (libFuzzer, address and undefined sanitizers) into
 # build-fuzz and runs each one for a while on a working copy of its corpus.
 #
-#   scripts/fuzz.sh [-t SECONDS] [-j JOBS] [FUZZER...]
+#   scripts/fuzz.sh [-t SECONDS] [-j JOBS] [-w WORKERS] [FUZZER...]
 #
 # FUZZER names are those of fuzz/CMakeLists.txt (cdl, obj, weights, ...); the default is all of
-# them, one after another, SECONDS each (default 60). New inputs that libFuzzer finds go to
-# build-fuzz/corpus/<fuzzer>/ (the committed corpus is left alone); crash, timeout and leak
-# reproducers go to build-fuzz/artifacts/<fuzzer>/. Exits non-zero when any fuzzer failed.
+# them, one after another, SECONDS each (default 60). Each runs in libFuzzer's fork mode with
+# WORKERS worker processes (default 1), which are restarted as they go, so memory stays bounded.
+# New inputs go to build-fuzz/corpus/<fuzzer>/, kept from run to run (the committed corpus is
+# left alone); crash, timeout and leak reproducers go to build-fuzz/artifacts/<fuzzer>/. Every
+# run adds a line to build-fuzz/ledger.tsv (date, fuzzer, seconds, executions, coverage, corpus
+# size, result); scripts/fuzz-ledger.sh adds them up. Exits non-zero when any fuzzer failed.
 set -euo pipefail
 
 seconds=60
 jobs=2
-while getopts "t:j:h" option; do
+workers=1
+while getopts "t:j:w:h" option; do
   case $option in
     t) seconds=$OPTARG ;;
     j) jobs=$OPTARG ;;
-    *) sed -n '2,11p' "$0"; exit 2 ;;
+    w) workers=$OPTARG ;;
+    *) sed -n '2,14p' "$0"; exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
@@ -40,20 +45,30 @@ for name in "${fuzzers[@]}"; do
   artifacts=$build/artifacts/$name
   mkdir -p "$corpus" "$artifacts"
   cp -n "$root/fuzz/corpus/$name"/* "$corpus"/ 2>/dev/null || true
-  echo "== $name: ${seconds}s"
+  echo "== $name: ${seconds}s, $workers worker(s)"
   extra=()
-  # Agent types are never freed: the agent-file harness keeps each input's types reachable, so
+  # Agent types are never freed: the agent-file harnesses keep each input's types reachable, so
   # every input would trigger libFuzzer's per-input leak scan. Leaks of unreachable memory are
-  # still reported when the fuzzer exits.
-  [ "$name" = cdl ] && extra+=(-detect_leaks=0)
+  # still reported when a worker exits.
+  case $name in cdl | render_entry | procedural_entry) extra+=(-detect_leaks=0) ;; esac
+  result=clean
   # Reader messages go to standard error; libFuzzer keeps its own report visible.
-  if ! "$build/fuzz/${name}_fuzz" "$corpus" -max_total_time="$seconds" -max_len=65536 \
-       -rss_limit_mb=2048 -timeout=10 -close_fd_mask=3 -print_final_stats=1 \
+  if ! "$build/fuzz/${name}_fuzz" "$corpus" -fork="$workers" -max_total_time="$seconds" \
+       -max_len=65536 -rss_limit_mb=2048 -timeout=10 -close_fd_mask=3 -print_final_stats=1 \
        "${extra[@]}" -artifact_prefix="$artifacts/" 2>"$build/$name.log"; then
     failed+=("$name")
-    grep -E 'ERROR|SUMMARY|Test unit written' "$build/$name.log" || true
+    result=failed
+    grep -E 'ERROR|SUMMARY|Test unit written' "$build/$name.log" | head -20 || true
   fi
-  grep -E 'stat::number_of_executed_units|stat::peak_rss_mb' "$build/$name.log" || true
+  # The fork-mode driver reports "#EXECS: cov: C ft: F corp: N ..." as it goes; the last such
+  # line holds the run's totals.
+  last=$(grep -E '^#[0-9]+: cov:' "$build/$name.log" | tail -1 || true)
+  execs=$(sed -E 's/^#([0-9]+):.*/\1/' <<< "$last")
+  cov=$(sed -E 's/.* cov: ([0-9]+).*/\1/' <<< "$last")
+  corp=$(sed -E 's/.* corp: ([0-9]+).*/\1/' <<< "$last")
+  printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$(date -u +%FT%TZ)" "$name" "$seconds" \
+    "${execs:-0}" "${cov:-0}" "${corp:-0}" "$result" >> "$build/ledger.tsv"
+  echo "   executions ${execs:-0}, coverage ${cov:-0}, corpus ${corp:-0}: $result"
 done
 
 if [ ${#failed[@]} -gt 0 ]; then

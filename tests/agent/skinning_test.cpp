@@ -7,8 +7,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "agent/agent.h"
@@ -16,10 +14,9 @@
 #include "agent/mesh.h"
 #include "agent/nodes.h"
 #include "base/vecmath.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr float kQuarterTurn = 1.57079632679f;
 
@@ -44,19 +41,16 @@ T* make_record() {
 // A two-segment skeleton: "root" at (0, 1, 0) and its child "arm" one unit above it, each with a
 // bone (deformers 0 and 1). The mesh has three points: p0 = (1, 2, 0) bound to arm, p1 = (1, 2, 0)
 // shared 0.25 root / 0.75 arm, p2 = (0, 0.5, 0) bound to root; every normal is (1, 0, 0).
-class SkinningTest : public ::testing::Test {
+class SkinningTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
-    directory_ = fs::temp_directory_path() /
-                 ("hordera_skin_" + std::to_string(::getpid()) + "_" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(directory_);
+    scratch::FolderTest::SetUp();
     write("body.obj", "v 1 2 0\nv 1 2 0\nv 0 0.5 0\nvn 1 0 0\nf 1//1 2//1 3//1\n");
     write("body.w", "deformer 0 root\ndeformer 1 arm\n\n0:  1 1\n1:  0 0.25 1 0.75\n2:  0 1\n");
     write("root.w", "deformer 0 root\n\n0:  0 1\n1:  0 1\n2:  0 1\n");
 
     type_ = new_agent_type("skinned");
-    type_->cdl_directory = strdup(directory_.c_str());
+    type_->cdl_directory = strdup(folder_.c_str());
     root_ = new_segment(type_, "root");
     arm_ = new_segment(type_, "arm");
     arm_->parent = root_;
@@ -73,12 +67,6 @@ class SkinningTest : public ::testing::Test {
     type_->bones = root_bone;
     node_ = add_node("body", "body.obj", "body.w");
   }
-  void TearDown() override { fs::remove_all(directory_); }
-
-  void write(const std::string& name, const std::string& text) {
-    std::ofstream(directory_ / name, std::ios::binary) << text;
-  }
-
   GeometryNode* add_node(const char* name, const char* file, const char* weights) {
     GeometryNode* node = make_record<GeometryNode>();
     node->name = strdup(name);
@@ -105,7 +93,6 @@ class SkinningTest : public ::testing::Test {
     return agent;
   }
 
-  fs::path directory_;
   Agent* type_ = nullptr;
   Segment* root_ = nullptr;
   Segment* arm_ = nullptr;
@@ -147,29 +134,18 @@ TEST_F(SkinningTest, BindPoseReproducesRestMeshAndPosedBonesCarryPoints) {
   expect_vector(mesh->points[0], 5, 8, 2, "scaled p0");
 }
 
-TEST_F(SkinningTest, SkinMeshChecksItsInputs) {
+// Out-of-range influences, weights and stale output are the skin layout suite's; here, an output
+// mesh with another point count is refused.
+TEST_F(SkinningTest, SkinMeshRefusesAnOutputOfAnotherSize) {
   Mesh* rest = mesh_new();
   Mesh* out = mesh_new();
   ASSERT_TRUE(mesh_allocate(rest, 2, 0, 0, 0));
   ASSERT_TRUE(mesh_allocate(out, 1, 0, 0, 0));
-  const int32_t vertices[] = {0};
-  const int32_t bones[] = {0};
+  const int32_t vertices[] = {0}, bones[] = {0};
   const float weights[] = {1};
   Matrix identity;
   hordera::matrix_identity(identity);
   EXPECT_EQ(skin_mesh(rest, nullptr, 1, vertices, bones, weights, identity, 1, out), 0);
-  ASSERT_TRUE(mesh_allocate(out, 2, 0, 0, 0));
-  rest->points[0] = {1, 2, 3};
-  rest->points[1] = {4, 5, 6};
-  out->points[1] = {9, 9, 9};
-  // Influences naming a bone or vertex out of range are ignored; untouched points end at zero.
-  const int32_t many_vertices[] = {0, 5, 0};
-  const int32_t many_bones[] = {0, 0, 3};
-  const float many_weights[] = {0.5f, 1, 1};
-  EXPECT_EQ(skin_mesh(rest, nullptr, 3, many_vertices, many_bones, many_weights, identity, 1, out),
-            1);
-  expect_vector(out->points[0], 0.5f, 1, 1.5f, "half weight scales towards the origin");
-  expect_vector(out->points[1], 0, 0, 0, "no influence");
   mesh_free(rest);
   mesh_free(out);
 }
@@ -240,9 +216,7 @@ TEST_F(SkinningTest, BlendShapesEnterBeforeSkinning) {
   smile->next = bad;
   node_->blends = smile;
 
-  ::testing::internal::CaptureStderr();
-  ASSERT_EQ(geometry_load(type_, node_), 1);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(scratch::stderr_of([&] { EXPECT_EQ(geometry_load(type_, node_), 1); }),
             "Mismatched number of vertices in blend shape 'frown'.\n");
   ASSERT_NE(smile->data, nullptr);
   EXPECT_EQ(bad->data, nullptr);

@@ -2,22 +2,23 @@
 // ordering, the writer's exact text and a write-read round trip.
 #include "agent/weights.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "agent/agent.h"
 #include "agent/nodes.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using scratch::stderr_of;
+using testing::HasSubstr;
 
 // An agent type with segments "hip", "spine", "head" and bones for "hip", "spine", "head" in
 // that order (deformer positions 0, 1, 2).
@@ -35,30 +36,13 @@ Agent* make_type() {
   return type;
 }
 
-class WeightsTest : public ::testing::Test {
+class WeightsTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
-    directory_ = fs::temp_directory_path() /
-                 ("hordera_weights_" + std::to_string(::getpid()) + "_" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(directory_);
+    scratch::FolderTest::SetUp();
     type_ = make_type();
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
-  std::string write(const std::string& name, const std::string& text) {
-    const std::string path = (directory_ / name).string();
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-  }
-  std::string read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
-
-  fs::path directory_;
   Agent* type_ = nullptr;
 };
 
@@ -89,10 +73,10 @@ TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
                                  "3: 1 oops 2 1\n");    // bad weight: rest of line skipped
   float** arrays = nullptr;
   int32_t count = 0;
-  ::testing::internal::CaptureStderr();
-  ASSERT_EQ(read_weights_file(path.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
-  const std::string errors = ::testing::internal::GetCapturedStderr();
-  EXPECT_EQ(errors, path + ":13: cannot read 'oops' as a weight; rest of line skipped\n");
+  EXPECT_EQ(stderr_of([&] {
+              EXPECT_EQ(read_weights_file(path.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
+            }),
+            path + ":13: cannot read 'oops' as a weight; rest of line skipped\n");
   ASSERT_EQ(count, 3);
   const float expected[3][4] = {{0.25f, 0, 0, 0}, {0.75f, 0, 0.5f, 0}, {0, 0.9f, 0, 0}};
   for (int b = 0; b < 3; ++b)
@@ -104,9 +88,8 @@ TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
   Segment* loose = new_segment(type_, "loose");
   Segment* attach[4] = {findSegment(type_, "head"), loose, findSegment(type_, "hip"),
                         findSegment(type_, "head")};
-  ::testing::internal::CaptureStderr();
-  ASSERT_EQ(read_weights_file(path.c_str(), type_, 4, attach, 4, &arrays, &count), 1);
-  ::testing::internal::GetCapturedStderr();
+  stderr_of(
+      [&] { EXPECT_EQ(read_weights_file(path.c_str(), type_, 4, attach, 4, &arrays, &count), 1); });
   ASSERT_EQ(count, 4);
   EXPECT_FLOAT_EQ(arrays[0][1], 0.9f);
   EXPECT_FLOAT_EQ(arrays[1][0], 0.0f);
@@ -116,30 +99,14 @@ TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
   free_weight_arrays(arrays, count);
 }
 
-TEST_F(WeightsTest, RefusedAndMissingFilesLeaveNoWeights) {
-  float** arrays = reinterpret_cast<float**>(1);
-  int32_t count = 7;
-  const std::string wrong = write("body.txt", "deformer 0 hip\n0: 0 1\n");
-  const std::string missing = (directory_ / "missing.w").string();
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(read_weights_file(wrong.c_str(), type_, 1, nullptr, 0, &arrays, &count), 0);
-  EXPECT_EQ(arrays, nullptr);
-  EXPECT_EQ(count, 0);
-  EXPECT_EQ(read_weights_file(missing.c_str(), type_, 1, nullptr, 0, &arrays, &count), 0);
-  const std::string errors = ::testing::internal::GetCapturedStderr();
-  EXPECT_NE(errors.find("\"" + wrong + "\": expected a *.w file\n"), std::string::npos) << errors;
-  EXPECT_NE(errors.find("Error opening weights file \"" + missing + "\"\n"), std::string::npos)
-      << errors;
-}
-
 TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
-  const std::string path = (directory_ / "out.w").string();
+  const std::string file = path("out.w");
   // Influences out of vertex order; a zero weight; vertex 2 has none.
   const int32_t vertices[] = {1, 0, 0, 1, 3};
   const int32_t deformers[] = {2, 0, 1, 0, 1};
   const float weights[] = {1.0f, 0.25f, 0.75f, 0.0f, 0.5f};
-  ASSERT_EQ(write_agent_weights_file(path.c_str(), type_, 4, 5, vertices, deformers, weights), 1);
-  EXPECT_EQ(read(path),
+  ASSERT_EQ(write_agent_weights_file(file.c_str(), type_, 4, 5, vertices, deformers, weights), 1);
+  EXPECT_EQ(scratch::read_file(file),
             "# Hordera vertex weights file, written by version 4.1.18\n\n"
             "deformer 0 hip\n"
             "deformer 1 spine\n"
@@ -152,7 +119,7 @@ TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
 
   float** arrays = nullptr;
   int32_t count = 0;
-  ASSERT_EQ(read_weights_file(path.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
+  ASSERT_EQ(read_weights_file(file.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
   ASSERT_EQ(count, 3);
   const float expected[3][4] = {{0.25f, 0, 0, 0}, {0.75f, 0, 0, 0.5f}, {0, 1, 0, 0}};
   for (int b = 0; b < 3; ++b)
@@ -160,13 +127,79 @@ TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
   free_weight_arrays(arrays, count);
 
   // An influence out of range writes nothing.
-  const std::string refused = (directory_ / "refused.w").string();
+  const std::string refused = path("refused.w");
   const int32_t bad_deformer[] = {3};
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(write_agent_weights_file(refused.c_str(), type_, 4, 1, vertices, bad_deformer, weights),
-            0);
-  EXPECT_NE(::testing::internal::GetCapturedStderr().find(refused), std::string::npos);
-  EXPECT_FALSE(fs::exists(refused));
+  EXPECT_THAT(stderr_of([&] {
+                EXPECT_EQ(write_agent_weights_file(refused.c_str(), type_, 4, 1, vertices,
+                                                   bad_deformer, weights),
+                          0);
+              }),
+              HasSubstr(refused));
+  EXPECT_FALSE(std::filesystem::exists(refused));
+}
+
+// Cuts of a good file and malformed lines (binary noise is the weights fuzzer's): nothing crashes,
+// a refused file is named and leaves no weights, an accepted one gives an array per bone.
+TEST_F(WeightsTest, HostileAndMissingFiles) {
+  std::string errors;
+  auto load = [&](const std::string& name, const std::string& bytes) {
+    const std::string file = write(name, bytes);
+    float** arrays = reinterpret_cast<float**>(1);
+    int32_t count = 7;
+    int ok = 0;
+    errors = stderr_of(
+        [&] { ok = read_weights_file(file.c_str(), type_, 5, nullptr, 0, &arrays, &count); });
+    if (ok) {
+      EXPECT_EQ(count, 3) << name;
+      free_weight_arrays(arrays, count);
+    } else {
+      EXPECT_EQ(arrays, nullptr) << name;
+      EXPECT_EQ(count, 0) << name;
+      EXPECT_THAT(errors, HasSubstr(file)) << name;
+    }
+    return ok;
+  };
+
+  const std::string good =
+      "# Hordera vertex weights file, written by version 4.1.18\n\n"
+      "deformer 0 hip\ndeformer 1 spine\n\n"
+      "0:  0 1\n1:  0 0.5 1 0.5\n2:  1 1\n3:  1 0.25 0 0.75\n4:  0 1\n";
+  for (const char* cut : {"deformer 1 sp", "1:  0 0.", "3:  1 0.25 0"}) {
+    const size_t length = good.find(cut) + std::strlen(cut);
+    load("cut_" + std::to_string(length) + ".w", good.substr(0, length));
+  }
+  EXPECT_TRUE(load("whole.w", good));
+
+  const char* const malformed[] = {
+      "deformer 99999999999 hip\n0: 0 1\n",
+      "deformer -1 hip\n0: 0 1\n",
+      "deformer 2000000 hip\n0: 2000000 1\n",
+      "deformer 2147483647 hip\ndeformer 0 hip\n0: 2147483647 1 0 1\n",
+      "deformer 0 hip\n-2147483648: 0 1\n2147483648: 0 1\n",
+      "deformer 0\n0: 0 1\n",
+      "deformer 0 hip\n0: 0\n",
+      "deformer 0 hip\n0: 0 1e999\n",
+      "deformer 0 hip\n0: 0 nan\n",
+      "deformer 0 hip\n0: x 1\n",
+      "deformer 0 hip\n99999999999999999999: 0 1\n",
+      "deformer 0 hip\n:0 1\n",
+      "deformer 0 hip\n0:0 1 0 1 0 1 0\n",
+  };
+  int index = 0;
+  for (const char* text : malformed) load("malformed_" + std::to_string(index++) + ".w", text);
+  load("long.w", "deformer 0 hip\n0:" + std::string(300000, ' ') + "0 1\n");
+
+  // A name that is not *.w, and a missing file.
+  EXPECT_FALSE(load("body.txt", "deformer 0 hip\n0: 0 1\n"));
+  EXPECT_THAT(errors, HasSubstr("\"" + path("body.txt") + "\": expected a *.w file\n"));
+  const std::string missing = path("missing.w");
+  float** arrays = nullptr;
+  int32_t count = 0;
+  EXPECT_EQ(stderr_of([&] {
+              EXPECT_EQ(read_weights_file(missing.c_str(), type_, 1, nullptr, 0, &arrays, &count),
+                        0);
+            }),
+            "Error opening weights file \"" + missing + "\"\n");
 }
 
 }  // namespace

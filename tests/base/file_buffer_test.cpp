@@ -4,45 +4,24 @@
 #include "base/file_buffer.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "base/file_sink.h"
 #include "base/stream.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using scratch::read_file;
+using scratch::write_file;
 
-class FileBufferTest : public testing::Test {
+class FileBufferTest : public scratch::FolderTest {
  protected:
-  void SetUp() override {
-    directory_ = fs::path(testing::TempDir()) /
-                 ("file_buffer_test_" + std::to_string(::getpid()) + "_" +
-                  testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(directory_);
-  }
-  void TearDown() override { fs::remove_all(directory_); }
-
-  std::string path(const std::string& leaf) const { return (directory_ / leaf).string(); }
   // A gzip file written through the Stream layer (zlib), independent of the code under test.
   std::string gzip_bytes(const std::string& text) {
-    const std::string file = path("scratch.gz");
-    Stream* out = stream_open(file.c_str(), "w", 1);
-    stream_write(out, text.data(), text.size());
-    stream_close(out);
-    return read_bytes(file);
-  }
-  static std::string read_bytes(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
-  void put_bytes(const std::string& file, const std::string& bytes) {
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+    scratch::write_stream(path("scratch.gz"), text, 1);
+    return read_file(path("scratch.gz"));
   }
   // Everything a gzip stream reads from the file.
   static std::string stream_text(const std::string& file) {
@@ -58,8 +37,6 @@ class FileBufferTest : public testing::Test {
     if (!buffer.load(file.c_str(), compressed)) return "<not opened>";
     return std::string(buffer.data(), buffer.size());
   }
-
-  fs::path directory_;
 };
 
 TEST_F(FileBufferTest, ReadsWhatAGzipStreamReads) {
@@ -78,7 +55,7 @@ TEST_F(FileBufferTest, ReadsWhatAGzipStreamReads) {
   };
   for (const Case& c : cases) {
     const std::string file = path("case.gz");
-    put_bytes(file, c.bytes);
+    write_file(file, c.bytes);
     EXPECT_EQ(stream_text(file), c.expected) << c.name;
     EXPECT_EQ(loaded(file, true), c.expected) << c.name;
   }
@@ -88,19 +65,19 @@ TEST_F(FileBufferTest, ReadsWhatAGzipStreamReads) {
   for (const std::string& bad : {big.substr(0, big.size() / 2), one.substr(0, one.size() - 3),
                                  std::string("\x1f\x8b\x08\x00 not deflate data", 22)}) {
     const std::string file = path("bad.gz");
-    put_bytes(file, bad);
+    write_file(file, bad);
     EXPECT_EQ(loaded(file, true), stream_text(file));
   }
   // Not compressed: the bytes as they are, gzip or not.
-  put_bytes(path("raw"), one);
+  write_file(path("raw"), one);
   EXPECT_EQ(loaded(path("raw"), false), one);
   EXPECT_EQ(loaded(path("missing"), true), "<not opened>");
-  EXPECT_EQ(loaded(directory_.string(), false), "<not opened>");
+  EXPECT_EQ(loaded(folder_.string(), false), "<not opened>");
   EXPECT_EQ(loaded("", false), "<not opened>");
 }
 
 TEST_F(FileBufferTest, CutsLinesAsTheLineReaderDoes) {
-  put_bytes(path("lines"), std::string("ab\n\ncdefgh\nlast"));
+  write_file(path("lines"), std::string("ab\n\ncdefgh\nlast"));
   hordera::FileBuffer buffer;
   ASSERT_TRUE(buffer.load(path("lines").c_str(), false));
   char line[5];
@@ -136,8 +113,8 @@ TEST_F(FileBufferTest, WritesPlainAndGzipFilesThatReadBackWhole) {
   hordera::FileSink sink;
   ASSERT_TRUE(sink.open(path("empty.gz").c_str(), true));
   ASSERT_TRUE(sink.close());
-  EXPECT_EQ(read_bytes(path("empty.gz")).substr(0, 2), "\x1f\x8b");
-  EXPECT_FALSE(sink.open(directory_.string().c_str(), false));
+  EXPECT_EQ(read_file(path("empty.gz")).substr(0, 2), "\x1f\x8b");
+  EXPECT_FALSE(sink.open(folder_.string().c_str(), false));
 }
 
 }  // namespace

@@ -3,46 +3,25 @@
 #include "base/stream.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/scratch_files.h"
+
 namespace {
 
-namespace fs = std::filesystem;
-
-class StreamTest : public testing::TestWithParam<int> {
+class StreamTest : public scratch::FolderFixture<testing::TestWithParam<int>> {
  protected:
-  void SetUp() override {
-    std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-    for (char& c : name) c = c == '/' ? '_' : c;
-    directory_ =
-        fs::path(testing::TempDir()) / ("stream_test_" + std::to_string(::getpid()) + "_" + name);
-    fs::create_directories(directory_);
-  }
-  void TearDown() override { fs::remove_all(directory_); }
-
-  std::string path(const std::string& leaf) const { return (directory_ / leaf).string(); }
-
   // Writes `text` through a stream of the kind under test.
-  void write_file(const std::string& file, const std::string& text, int compressed) {
+  void write_through(const std::string& file, const std::string& text, int compressed) {
     Stream* out = stream_open(file.c_str(), "w", compressed);
     ASSERT_NE(out, nullptr);
     ASSERT_EQ(stream_write(out, text.data(), text.size()), text.size());
     ASSERT_EQ(stream_close(out), 0);
   }
-
-  static std::string raw_bytes(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-
-  fs::path directory_;
 };
 
 // Text with enough variety that gzip cannot shrink it to a few bytes.
@@ -72,7 +51,7 @@ TEST_P(StreamTest, FormattedTextRoundTripsLineByLine) {
   ASSERT_EQ(stream_close(out), 0);
 
   // Only the gzip kind carries the gzip magic bytes.
-  const std::string bytes = raw_bytes(file);
+  const std::string bytes = scratch::read_file(file);
   ASSERT_GE(bytes.size(), 2u);
   EXPECT_EQ(bytes[0] == '\x1f' && bytes[1] == '\x8b', compressed != 0);
 
@@ -99,7 +78,7 @@ TEST_P(StreamTest, FormattedTextRoundTripsLineByLine) {
 TEST_P(StreamTest, LineLongerThanLimitComesBackInPieces) {
   const int compressed = GetParam();
   const std::string file = path("lines");
-  write_file(file, "abcdefghij\nxy\n\nlast", compressed);
+  write_through(file, "abcdefghij\nxy\n\nlast", compressed);
   Stream* in = stream_open(file.c_str(), "r", compressed);
   ASSERT_NE(in, nullptr);
   char buffer[5];
@@ -123,7 +102,7 @@ TEST_P(StreamTest, SeekTellAndRewindWorkInUncompressedPositions) {
   const int compressed = GetParam();
   const std::string file = path("positions");
   const std::string text = sample_text(2000);
-  write_file(file, text, compressed);
+  write_through(file, text, compressed);
   Stream* in = stream_open(file.c_str(), "r", compressed);
   ASSERT_NE(in, nullptr);
   EXPECT_EQ(stream_tell(in), 0);
@@ -173,9 +152,9 @@ class GzipDamageTest : public StreamTest {};
 TEST_F(GzipDamageTest, TruncatedFileReadsShortAndReportsError) {
   const std::string file = path("frame.1.apf.gz");
   const std::string text = sample_text(20000);
-  write_file(file, text, 1);
-  const std::string bytes = raw_bytes(file);
-  fs::resize_file(file, bytes.size() / 2);
+  write_through(file, text, 1);
+  const std::string bytes = scratch::read_file(file);
+  std::filesystem::resize_file(file, bytes.size() / 2);
 
   Stream* in = stream_open(file.c_str(), "r", 1);
   ASSERT_NE(in, nullptr);
@@ -194,10 +173,7 @@ TEST_F(GzipDamageTest, TruncatedFileReadsShortAndReportsError) {
 
   // Only a header, no body at all. Scrambled bodies are the gzip stream fuzzer's.
   const std::string header_only = path("header_only.gz");
-  {
-    std::ofstream out(header_only, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), 10);
-  }
+  scratch::write_file(header_only, bytes.substr(0, 10));
   in = stream_open(header_only.c_str(), "r", 1);
   ASSERT_NE(in, nullptr);
   EXPECT_EQ(stream_read(in, buffer.data(), 100), 0u);
@@ -212,8 +188,8 @@ TEST_F(GzipDamageTest, UnopenablePathsGiveNull) {
   EXPECT_EQ(stream_open(missing.c_str(), "w", 0), nullptr);
   EXPECT_EQ(stream_open(missing.c_str(), "w", 1), nullptr);
   // A directory is not a file to read.
-  EXPECT_EQ(stream_open(directory_.string().c_str(), "r", 0), nullptr);
-  EXPECT_EQ(stream_open(directory_.string().c_str(), "r", 1), nullptr);
+  EXPECT_EQ(stream_open(folder_.string().c_str(), "r", 0), nullptr);
+  EXPECT_EQ(stream_open(folder_.string().c_str(), "r", 1), nullptr);
   EXPECT_EQ(stream_open(nullptr, "r", 0), nullptr);
   EXPECT_EQ(stream_open("", "r", 0), nullptr);
   EXPECT_EQ(stream_open(path("x").c_str(), "q", 0), nullptr);

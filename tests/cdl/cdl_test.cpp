@@ -1,68 +1,67 @@
-// Reading agent files: section changes, keyword quirks, values, includes and the bind pose.
+// Reading agent files: section changes, keyword quirks, values, includes and the bind pose; and
+// hostile files (cut, malformed, include cycles), which must be read without crashing or hanging,
+// with a message that names the file where one is due. Binary noise is the agent-file fuzzer's.
 #include "cdl/cdl.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
+#include <vector>
 
 #include "motion/action.h"
 #include "sim/scene_setup.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using scratch::stderr_of;
+using testing::HasSubstr;
 
-class CdlTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("cdl_test_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  std::string write(const std::string& name, const std::string& text) {
-    fs::path path = dir_ / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << text;
-    return path.string();
-  }
-
-  // Reads a file from the top level; returns the type it made (or null).
-  Agent* load(const std::string& name, const std::string& text) {
-    return load_agent_type(write(name, text).c_str());
-  }
-
-  fs::path dir_;
-};
-
-const char kHeader[] = "# CDL created with hordera v1.0.0\n";
-
-TEST_F(CdlTest, RefusesOtherNamesBeforeOpeningAndNamesUnreadableFiles) {
-  std::string txt = write("agent.txt", "object nope\n");
-  Agent* before = last_agent_type;
+// The reader's state, carried from one file to the next as the reader carries it.
+struct Reader {
   Agent* object = nullptr;
   Segment* segment = nullptr;
   BrainNode* node = nullptr;
   int state = 0, count = 0;
   uint32_t version = 0;
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(
-      0, read_cdl_file(txt.c_str(), &object, &segment, &node, &state, &count, nullptr, &version));
-  EXPECT_EQ("cdl or .act\n", ::testing::internal::GetCapturedStderr());
-  EXPECT_EQ(before, last_agent_type);
-  EXPECT_EQ(0, count);
+  int operator()(const std::string& path) {
+    return read_cdl_file(path.c_str(), &object, &segment, &node, &state, &count, nullptr, &version);
+  }
+};
 
-  std::string missing = (dir_ / "missing.cdl").string();
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(nullptr, load_agent_type(missing.c_str()));
+const char kHeader[] = "# CDL created with hordera v1.0.0\n";
+
+class CdlTest : public scratch::FolderTest {
+ protected:
+  // Reads a file from the top level; returns the type it made (or null).
+  Agent* load(const std::string& name, const std::string& text) {
+    return load_agent_type(write(name, text).c_str());
+  }
+  // Reads `<name>.cdl`, a current header and the object `name` with the lines `body`.
+  Agent* load_object(const std::string& name, const std::string& body) {
+    return load(name + ".cdl",
+                std::string(kHeader) + "object " + name + "\n" + body + "end object\n");
+  }
+  // Reads a file from the top level with fresh state; returns the reader's result.
+  int read(const std::string& path) { return Reader()(path); }
+};
+
+TEST_F(CdlTest, RefusesOtherNamesBeforeOpeningAndNamesUnreadableFiles) {
+  std::string txt = write("agent.txt", "object nope\n");
+  Agent* before = last_agent_type;
+  Reader reader;
+  EXPECT_EQ("cdl or .act\n", stderr_of([&] { EXPECT_EQ(0, reader(txt)); }));
+  EXPECT_EQ(before, last_agent_type);
+  EXPECT_EQ(0, reader.count);
+
+  std::string missing = path("missing.cdl");
   EXPECT_EQ("Couldn't open cdl file \"" + missing + "\"\n",
-            ::testing::internal::GetCapturedStderr());
+            stderr_of([&] { EXPECT_EQ(nullptr, load_agent_type(missing.c_str())); }));
   EXPECT_EQ(1, saveCDL(nullptr, missing.c_str(), 0));
   EXPECT_FALSE(fs::exists(missing));
 }
@@ -85,7 +84,7 @@ TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
   Agent* old_type = load("old.cdl", "# CDL created with trud v0.995\nobject old\nend object\n");
   ASSERT_NE(nullptr, old_type);
   EXPECT_EQ(1, old_type->old_format);
-  Agent* new_type = load("new.cdl", std::string(kHeader) + "object new\nend object\n");
+  Agent* new_type = load_object("new", "");
   ASSERT_NE(nullptr, new_type);
   EXPECT_EQ(0, new_type->old_format);
   EXPECT_STREQ("new", new_type->name);
@@ -106,46 +105,39 @@ TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
       {" # CDL created with hordera v1.0.0\n", 0u},
   };
   for (const auto& entry : kHeaders) {
-    std::string path = write("header.cdl", entry.header);
-    Agent* object = nullptr;
-    Segment* segment = nullptr;
-    BrainNode* node = nullptr;
-    int state = 0, count = 0;
-    uint32_t version = 12345;
-    ASSERT_EQ(1, read_cdl_file(path.c_str(), &object, &segment, &node, &state, &count, nullptr,
-                               &version));
-    EXPECT_EQ(entry.version, version) << entry.header;
+    Reader reader;
+    reader.version = 12345;
+    ASSERT_EQ(1, reader(write("header.cdl", entry.header)));
+    EXPECT_EQ(entry.version, reader.version) << entry.header;
   }
 }
 
 TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
   set_length_unit(1);
-  Agent* type = load("guards.cdl", std::string(kHeader) +
-                                       "object guards\n"
-                                       "version 2.0\n"
-                                       "motion tree\n"  // editor blocks: their lines are passed
-                                       "version 9.9\n"  // over, not read by the object
-                                       "id 44\n"
-                                       "end motion tree\n"
-                                       "z_factor 3\n"
-                                       "afield\n"
-                                       "id 45\n"  // no end line: "segment" closes the block
-                                       "segment first\n"
-                                       "units inch\n"  // ignored inside an object
-                                       "hair fur\n"
-                                       "hair_dynamics 1\n"
-                                       "ks 0.5\n"
-                                       "geometry +body\n"
-                                       "material 2\n"
-                                       "geometry ../meshes/body.obj\n"
-                                       "file body.obj\n"
-                                       "cloth cape\n"
-                                       "option 1\n"
-                                       "material 3\n"
-                                       "segment root\n"
-                                       "material skin\n"
-                                       "id 7\n"
-                                       "end object\n");
+  Agent* type = load_object("guards",
+                            "version 2.0\n"
+                            "motion tree\n"  // editor blocks: their lines are passed
+                            "version 9.9\n"  // over, not read by the object
+                            "id 44\n"
+                            "end motion tree\n"
+                            "z_factor 3\n"
+                            "afield\n"
+                            "id 45\n"  // no end line: "segment" closes the block
+                            "segment first\n"
+                            "units inch\n"  // ignored inside an object
+                            "hair fur\n"
+                            "hair_dynamics 1\n"
+                            "ks 0.5\n"
+                            "geometry +body\n"
+                            "material 2\n"
+                            "geometry ../meshes/body.obj\n"
+                            "file body.obj\n"
+                            "cloth cape\n"
+                            "option 1\n"
+                            "material 3\n"
+                            "segment root\n"
+                            "material skin\n"
+                            "id 7\n");
   ASSERT_NE(nullptr, type);
   EXPECT_STREQ("2.0", type->version_text);
   EXPECT_EQ(0, type->type_id);
@@ -177,49 +169,45 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
 }
 
 TEST_F(CdlTest, TheAgentMadeForANewTypeBindsItsOutputsAndRecordsItsPath) {
-  Agent* type = load("driven.cdl", std::string(kHeader) +
-                                       "object driven\n"
-                                       "segment hip\n"
-                                       "fuzzy output\n"
-                                       "channel hip:ty\n"
-                                       "end object\n");
+  Agent* type = load_object("driven",
+                            "segment hip\n"
+                            "fuzzy output\n"
+                            "channel hip:ty\n");
   ASSERT_NE(nullptr, type);
   Agent* agent = type->render_agent;
   ASSERT_NE(nullptr, agent);
   ASSERT_NE(nullptr, agent->outputs);
   EXPECT_EQ(&findSegment(agent, "hip")->channels[1], agent->outputs->target);
   // The path is relative to the scene's directory, the current one.
-  std::string expected = fs::relative(dir_ / "driven.cdl", fs::current_path()).string();
-  if (expected.rfind("..", 0) == 0) expected = (dir_ / "driven.cdl").string();
+  std::string expected = fs::relative(folder_ / "driven.cdl", fs::current_path()).string();
+  if (expected.rfind("..", 0) == 0) expected = path("driven.cdl");
   EXPECT_STREQ(expected.c_str(), agent->cdl_path);
 }
 
 TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
-  Agent* type = load("skeleton.cdl", std::string(kHeader) +
-                                         "object walker\n"
-                                         "segment root\n"
-                                         "dof rx ry\n"
-                                         "translate 1 2 3\n"
-                                         "primitive box\n"
-                                         "segment spine\n"
-                                         "parent root\n"
-                                         "collisions rbd\n"
-                                         "limits\n"
-                                         "  rx -45 45\n"
-                                         "\n"
-                                         "  ry -1.#INF -10 10 inf\n"
-                                         "  rzsoft 0.25\n"
-                                         "radius 0.3\n"
-                                         "segment arm\n"
-                                         "parent root\n"
-                                         "segment leg\n"
-                                         "parent nowhere\n"
-                                         "dynamics\n"
-                                         "gravity 9.8\n"
-                                         "rbd_solver glowworm\n"
-                                         "end dynamics\n"
-                                         "density 4\n"
-                                         "end object\n");
+  Agent* type = load_object("walker",
+                            "segment root\n"
+                            "dof rx ry\n"
+                            "translate 1 2 3\n"
+                            "primitive box\n"
+                            "segment spine\n"
+                            "parent root\n"
+                            "collisions rbd\n"
+                            "limits\n"
+                            "  rx -45 45\n"
+                            "\n"
+                            "  ry -1.#INF -10 10 inf\n"
+                            "  rzsoft 0.25\n"
+                            "radius 0.3\n"
+                            "segment arm\n"
+                            "parent root\n"
+                            "segment leg\n"
+                            "parent nowhere\n"
+                            "dynamics\n"
+                            "gravity 9.8\n"
+                            "rbd_solver glowworm\n"
+                            "end dynamics\n"
+                            "density 4\n");
   ASSERT_NE(nullptr, type);
   Segment* root = findSegment(type, "root");
   Segment* spine = findSegment(type, "spine");
@@ -253,19 +241,18 @@ TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
 }
 
 TEST_F(CdlTest, NumericArgumentsTakeVariablesAndExpressions) {
-  ::testing::internal::CaptureStderr();
-  Agent* type = load("values.cdl", std::string(kHeader) +
-                                       "object values\n"
-                                       "variables\n"
-                                       "  height 1.5\n"
-                                       "end variables\n"
-                                       "variable size 2 [1 3] `height * 2`\n"
-                                       "segment a\n"
-                                       "radius height\n"
-                                       "length nothing_defined\n"
-                                       "threshold `2 * 3 + height`\n"
-                                       "end object\n");
-  std::string err = ::testing::internal::GetCapturedStderr();
+  Agent* type = nullptr;
+  std::string err = stderr_of([&] {
+    type = load_object("values",
+                       "variables\n"
+                       "  height 1.5\n"
+                       "end variables\n"
+                       "variable size 2 [1 3] `height * 2`\n"
+                       "segment a\n"
+                       "radius height\n"
+                       "length nothing_defined\n"
+                       "threshold `2 * 3 + height`\n");
+  });
   ASSERT_NE(nullptr, type);
   Segment* a = findSegment(type, "a");
   ASSERT_NE(nullptr, a);
@@ -287,29 +274,30 @@ TEST_F(CdlTest, NumericArgumentsTakeVariablesAndExpressions) {
 
 TEST_F(CdlTest, KeywordsAreTestedInTheirOrder) {
   set_length_unit(1);
-  ::testing::internal::CaptureStderr();
-  Agent* type = load("order.cdl", std::string(kHeader) +
-                                      "units cm inch\n"  // "inch" is tested first
-                                      "object ordered\n"
-                                      "scale_var grow\n"  // not "scale"
-                                      "scale 2\n"
-                                      "vision_zplane_distance 7\n"
-                                      "variables\n"  // not "variable"
-                                      "  speed 3\n"
-                                      "end variables\n"
-                                      "dynamics\n"
-                                      "gravity 4\n"
-                                      "bounce velocity 5\n"
-                                      "end dynamics\n"
-                                      "z_factor 6\n"      // back in the object section
-                                      "segments spine\n"  // "segment" matches as a prefix
-                                      "primitive sphere tube box\n"
-                                      "ik_order `1 + 1`\n"
-                                      "translate 1 0 0\n"
-                                      "transform\n0 1 0 0\n-1 0 0 0\n0 0 1 0\n0 0 2 1\n"
-                                      "bone ghost\n"
-                                      "end object\n");
-  std::string err = ::testing::internal::GetCapturedStderr();
+  Agent* type = nullptr;
+  std::string err = stderr_of([&] {
+    type = load("order.cdl", std::string(kHeader) +
+                                 "units cm inch\n"  // "inch" is tested first
+                                 "object ordered\n"
+                                 "scale_var grow\n"  // not "scale"
+                                 "scale 2\n"
+                                 "vision_zplane_distance 7\n"
+                                 "variables\n"  // not "variable"
+                                 "  speed 3\n"
+                                 "end variables\n"
+                                 "dynamics\n"
+                                 "gravity 4\n"
+                                 "bounce velocity 5\n"
+                                 "end dynamics\n"
+                                 "z_factor 6\n"      // back in the object section
+                                 "segments spine\n"  // "segment" matches as a prefix
+                                 "primitive sphere tube box\n"
+                                 "ik_order `1 + 1`\n"
+                                 "translate 1 0 0\n"
+                                 "transform\n0 1 0 0\n-1 0 0 0\n0 0 1 0\n0 0 2 1\n"
+                                 "bone ghost\n"
+                                 "end object\n");
+  });
   ASSERT_NE(nullptr, type);
   EXPECT_EQ(4, length_unit);
   set_length_unit(1);
@@ -341,12 +329,10 @@ TEST_F(CdlTest, KeywordsAreTestedInTheirOrder) {
 
 TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
   write("parts/legs.cdl", "segment leg\nparent hips\n");
-  Agent* type = load("main.cdl", std::string(kHeader) +
-                                     "object person\n"
-                                     "segment hips\n"
-                                     "include parts/legs.cdl\n"
-                                     "segment head\n"
-                                     "end object\n");
+  Agent* type = load_object("person",
+                            "segment hips\n"
+                            "include parts/legs.cdl\n"
+                            "segment head\n");
   ASSERT_NE(nullptr, type);
   Segment* leg = findSegment(type, "leg");
   ASSERT_NE(nullptr, leg);
@@ -358,14 +344,12 @@ TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
 }
 
 TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
-  Agent* type = load("hero.cdl", std::string(kHeader) +
-                                     "object hero\n"
-                                     "segment root\n"
-                                     "bind_pose 1 2 3 10 20\n"
-                                     "segment tip\n"
-                                     "bind_pose -0.5\n"
-                                     "bind_pose pose.act\n"  // not numbers: ignored
-                                     "end object\n");
+  Agent* type = load_object("hero",
+                            "segment root\n"
+                            "bind_pose 1 2 3 10 20\n"
+                            "segment tip\n"
+                            "bind_pose -0.5\n"
+                            "bind_pose pose.act\n");  // not numbers: ignored
   ASSERT_NE(nullptr, type);
   EXPECT_EQ(nullptr, type->actions);
   Action* action = type->bind_pose_action;
@@ -395,34 +379,29 @@ TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
   EXPECT_STREQ("hero._bindpose", long_extension->bind_pose_action->name);
 
   // A bind-pose file named by the object wins over segment lines.
-  Agent* with_file = load("filed.cdl", std::string(kHeader) +
-                                           "object filed\nbind_pose +pose.act\n"
-                                           "segment root\nbind_pose 1 2 3\nend object\n");
+  Agent* with_file = load_object("filed", "bind_pose +pose.act\nsegment root\nbind_pose 1 2 3\n");
   ASSERT_NE(nullptr, with_file);
   EXPECT_STREQ("pose.act", with_file->bind_pose_file);
   EXPECT_EQ(nullptr, with_file->bind_pose_action);
 }
 
 TEST_F(CdlTest, MaterialsKeepPerPassRowsAndSelectorsResolveAlternatives) {
-  Agent* type =
-      load("shaded.cdl", std::string(kHeader) +
-                             "object shaded\n"
-                             "segment root\n"
-                             "material skin\n"
-                             "diffuse hsv 0 1 1\n"
-                             "specular 0.1 0.2 0.3\n"
-                             "shader \"mib_illum_phong\"\n"
-                             "shader beauty_cdl \"mib_illum_lambert\" \"diffuse\" 2 [1 0 0]\n"
-                             "displacement_bounds 0.5\n"
-                             "displ_bounds beauty_cdl 0.25\n"
-                             "option heads\n"
-                             "var head_choice\n"
-                             "geo head_b\n"
-                             "geo head_a\n"
-                             "attach root\n"
-                             "geometry head_a\n"
-                             "geometry head_b\n"
-                             "end object\n");
+  Agent* type = load_object("shaded",
+                            "segment root\n"
+                            "material skin\n"
+                            "diffuse hsv 0 1 1\n"
+                            "specular 0.1 0.2 0.3\n"
+                            "shader \"mib_illum_phong\"\n"
+                            "shader beauty_cdl \"mib_illum_lambert\" \"diffuse\" 2 [1 0 0]\n"
+                            "displacement_bounds 0.5\n"
+                            "displ_bounds beauty_cdl 0.25\n"
+                            "option heads\n"
+                            "var head_choice\n"
+                            "geo head_b\n"
+                            "geo head_a\n"
+                            "attach root\n"
+                            "geometry head_a\n"
+                            "geometry head_b\n");
   ASSERT_NE(nullptr, type);
   Material* skin = find_material(type, 0);
   ASSERT_NE(nullptr, skin);
@@ -460,33 +439,138 @@ TEST_F(CdlTest, MaterialsKeepPerPassRowsAndSelectorsResolveAlternatives) {
 }
 
 TEST_F(CdlTest, StateCarriesAcrossReadsAndSegmentKeywordsNeedASegment) {
-  std::string first = write("first.cdl", std::string(kHeader) + "object split\nsegment a\n");
-  std::string second = write("second.cdl", "radius 2\nend object\n");
-  Agent* object = nullptr;
-  Segment* segment = nullptr;
-  BrainNode* node = nullptr;
-  int state = 0, count = 0;
-  uint32_t version = 0;
-  ASSERT_EQ(
-      1, read_cdl_file(first.c_str(), &object, &segment, &node, &state, &count, nullptr, &version));
-  EXPECT_EQ(CDL_SEGMENT, state);
-  EXPECT_EQ(1, count);
-  EXPECT_EQ(0xFF010000u, version);
-  ASSERT_NE(nullptr, segment);
-  Segment* a = segment;
-  ASSERT_EQ(1, read_cdl_file(second.c_str(), &object, &segment, &node, &state, &count, nullptr,
-                             &version));
+  Reader reader;
+  ASSERT_EQ(1, reader(write("first.cdl", std::string(kHeader) + "object split\nsegment a\n")));
+  EXPECT_EQ(CDL_SEGMENT, reader.state);
+  EXPECT_EQ(1, reader.count);
+  EXPECT_EQ(0xFF010000u, reader.version);
+  ASSERT_NE(nullptr, reader.segment);
+  Segment* a = reader.segment;
+  ASSERT_EQ(1, reader(write("second.cdl", "radius 2\nend object\n")));
   EXPECT_FLOAT_EQ(2.0f, a->radius);
-  EXPECT_EQ(CDL_TOP, state);
-  EXPECT_EQ(nullptr, object);
+  EXPECT_EQ(CDL_TOP, reader.state);
+  EXPECT_EQ(nullptr, reader.object);
 
   // A segment keyword with no open segment.
-  std::string orphan = write("orphan.cdl", "radius 2\n");
-  state = CDL_SEGMENT;
-  segment = nullptr;
-  ::testing::internal::CaptureStderr();
-  read_cdl_file(orphan.c_str(), &object, &segment, &node, &state, &count, nullptr, &version);
-  EXPECT_NE(std::string::npos, ::testing::internal::GetCapturedStderr().find("NO SEG!!\n"));
+  reader.state = CDL_SEGMENT;
+  reader.segment = nullptr;
+  EXPECT_THAT(stderr_of([&] { reader(write("orphan.cdl", "radius 2\n")); }),
+              HasSubstr("NO SEG!!\n"));
+}
+
+const char kSample[] =
+    "# CDL created with hordera v1.2.3\n"
+    "units cm\n"
+    "object robust\n"
+    "variables\n  height 1.2\nend variables\n"
+    "variable size 1 [0 2] `height*2`\n"
+    "render_pass robust_pass 3\n"
+    "rib_include 1 robust_pass extra.rib\n"
+    "transform\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n"
+    "segment root\n dof tx ty tz rx ry rz\n order rz ry rx\n translate 0 `height` 0\n"
+    " rotate 10 20 30\n primitive box\n limits\n  tx -1 1\n  rx inf\n"
+    " bind_pose 0 1 0 0 0 0\n"
+    "segment spine\n parent root\n transform\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 1 0 1\n"
+    " dynamics\n  active 1\n  ERP 0.2\n  lock\n end dynamics\n"
+    "fuzzy input\n name sensor\n id 1\n channel spine:ty\n range 0 2\n"
+    "fuzzy fuzz\n id 2\n input 1\n user inference\n0 0\n0.5 1\n1 0\n"
+    "fuzzy output\n id 3\n inputs 2 1 99\n channel root:tx\n"
+    "bone spine\n translate 0 1 0\n outer 0.5\n"
+    "material skin\n diffuse hsv 0.1 0.5 `height`\n shader robust_pass \"phong\"\n"
+    "geometry body\n file body.obj\n attach root spine\n rotate 0 90 0 zyx\n scale size\n"
+    " blend smile smile.obj radial 1 2 3\n weights_file body.w\n"
+    "option heads\n manual 1\n geo body\n cl cape\n"
+    "cloth cape\n grid 4 4 1 1\n constrain 0 0 0 spine\n"
+    "hair fur\n hair_dynamics 1\n"
+    "spring s\n from root 0 0 0\n to spine 0 1 0\n"
+    "end object\n";
+
+TEST_F(CdlTest, EveryTruncationOfAFullFileReads) {
+  const std::string sample = kSample;
+  stderr_of([&] {
+    for (size_t length = 0; length <= sample.size(); length += 7)
+      EXPECT_EQ(1, read(write("cut.cdl", sample.substr(0, length)))) << length;
+  });
+}
+
+TEST_F(CdlTest, MalformedLinesAreSkippedOrReported) {
+  const std::vector<std::string> files = {
+      "object\nsegment\nparent\nparent \nbind_pose\nlimits\n",
+      "object a\nsegment s\nparent s\n",  // its own parent
+      "object a\nsegment s\ntransform\n1 2\n",
+      "object a\nvariables\nx 1\n",
+      "object a\nfuzzy fuzz\nuser inference\n1 2\n",
+      "object a\nfuzzy nonsense\nid 4\n",
+      "object a\nsegment s\nradius `(((((`\nlength `1/0`\nthreshold 99999999999999999999\n",
+      "object a\nsegment s\nsize ` \ncentre -\nrange e e\nik_order 99999999999999999\n",
+      "object a\ngeometry g\nblend\nblend a\nattach\nrotate\nscale\nmaterial\n",
+      "object a\nmaterial m\nshader\nshader pass_only\ndispl_bounds\ncolour_map x\n",
+      "object a\noption o\ngeo\ncl +\ninputs x y\nvar\n",
+      "object a\nspring s\nfrom\nto nowhere 1 2 3\n",
+      "object a\ndefault_action 7 a b\ndefault_action -1 a b\ntree active\nrender_pass\n",
+      "end object\nend object\nend dynamics\nfuzzy input\n",
+      std::string(100000, 'x') + "\n" + std::string(50000, '`') + "\n",
+      "object a\nsegment s\nlimits\n" + std::string(1000, ' ') + "\nrz\nrx \ntxsoft\n",
+  };
+  const std::string err = stderr_of([&] {
+    for (size_t i = 0; i < files.size(); ++i)
+      EXPECT_EQ(1, read(write("bad" + std::to_string(i) + ".cdl", files[i]))) << i;
+  });
+  // A self-parent and an unknown brain node kind are reported with file and line.
+  EXPECT_THAT(err, HasSubstr("bad1.cdl:3: a segment cannot be its own ancestor"));
+  EXPECT_THAT(err, HasSubstr("bad5.cdl:2: unknown brain node kind"));
+  EXPECT_THAT(err, HasSubstr("bad3.cdl:"));  // unterminated variables block
+  EXPECT_THAT(err, HasSubstr("ERROR: nowhere not a valid parent for spring.\n"));
+}
+
+TEST_F(CdlTest, IncludeCyclesAndMissingIncludesNameTheFile) {
+  // A file that includes itself twice would otherwise be read 2^depth times.
+  std::string self = write("self.cdl", "object loop\ninclude self.cdl\ninclude ./self.cdl\n");
+  std::string err = stderr_of([&] { EXPECT_EQ(1, read(self)); });
+  EXPECT_THAT(err, HasSubstr("self.cdl:2: include of a file that is being read"));
+  EXPECT_THAT(err, HasSubstr("self.cdl:3: include of a file that is being read"));
+  EXPECT_LT(err.size(), 1000u);
+
+  // A cycle through another file stops where it closes.
+  write("ping.cdl", "segment ping\ninclude pong.cdl\n");
+  write("pong.cdl", "segment pong\ninclude ping.cdl\n");
+  Agent* cycle = nullptr;
+  EXPECT_THAT(
+      stderr_of([&] { cycle = load("cycle.cdl", "object c\ninclude ping.cdl\nend object\n"); }),
+      HasSubstr("pong.cdl:2: include of a file that is being read"));
+  ASSERT_NE(nullptr, cycle);
+  ASSERT_NE(nullptr, findSegment(cycle, "pong"));
+  EXPECT_EQ(nullptr, findSegment(cycle, "pong")->next);
+
+  // Files that include the next one many times stop at the read's budget of includes.
+  for (int level = 0; level < 12; ++level) {
+    std::string next = "fan" + std::to_string(level + 1) + ".cdl";
+    std::string text;
+    for (int i = 0; i < 4; ++i) text += "include " + next + "\n";
+    write("fan" + std::to_string(level) + ".cdl", text);
+  }
+  write("fan12.cdl", "segment leaf\n");
+  EXPECT_THAT(
+      stderr_of([&] { EXPECT_EQ(1, read(write("fan.cdl", "object fan\ninclude fan0.cdl\n"))); }),
+      HasSubstr("too many included files"));
+
+  // The same file included twice in a row (not a cycle) is read twice.
+  write("part.cdl", "segment part\n");
+  Agent* twice = nullptr;
+  EXPECT_EQ("", stderr_of([&] {
+              twice =
+                  load("twice.cdl", "object t\ninclude part.cdl\ninclude part.cdl\nend object\n");
+            }));
+  ASSERT_NE(nullptr, twice);
+  Segment* first = findSegment(twice, "part");
+  ASSERT_NE(nullptr, first);
+  ASSERT_NE(nullptr, first->next);
+  EXPECT_STREQ("part", first->next->name);
+
+  std::string outer = write("outer.cdl", "object o\ninclude missing.cdl\ninclude notes.txt\n");
+  err = stderr_of([&] { EXPECT_EQ(1, read(outer)); });
+  EXPECT_THAT(err, HasSubstr("Couldn't open cdl file \"" + path("missing.cdl") + "\"\n"));
+  EXPECT_THAT(err, HasSubstr("cdl or .act\n"));
 }
 
 }  // namespace

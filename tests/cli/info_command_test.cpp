@@ -1,39 +1,22 @@
 // `hordera info` summarises an agent file for its author, and refuses what it cannot read with
 // the file's name and a failing exit code.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
+
+#include "tests/support/command_run.h"
+#include "tests/support/files.h"
 
 namespace {
 
-struct CommandRun {
-  int status;
-  std::string out;
-  std::string err;
-};
+using ::testing::HasSubstr;
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-void write_file(const std::string& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
+using command_test::CommandRun;
+using test_files::write_file;
 
 CommandRun run_info(const std::string& argument, const std::string& options = "") {
-  const std::string dir = testing::TempDir();
-  const std::string command = std::string(HORDERA_COMMAND_PATH) + " info '" + argument + "' " +
-                              options + " >" + dir + "info.out 2>" + dir + "info.err";
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(dir + "info.out"),
-          read_file(dir + "info.err")};
+  return command_test::run("info '" + argument + "' " + options);
 }
 
 // A two-segment agent with a skinned mesh, a material, variables, a brain and one bone line
@@ -66,17 +49,17 @@ TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) 
   const CommandRun run = run_info(write_agent());
   ASSERT_EQ(0, run.status) << run.err;
   const std::string& out = run.out;
-  EXPECT_NE(std::string::npos, out.find("agent type man (number 1)")) << out;
+  EXPECT_THAT(out, HasSubstr("agent type man (number 1)"));
   // The spine is listed under the root, indented one step further, with its order and mask.
-  EXPECT_NE(std::string::npos, out.find("  root  order rz ry rx tx ty tz")) << out;
-  EXPECT_NE(std::string::npos, out.find("    spine  order rx ry rz tx ty tz  dof rx (8)")) << out;
-  EXPECT_NE(std::string::npos, out.find("6 vertices, 2 polygons")) << out;
-  EXPECT_NE(std::string::npos, out.find("weights body.w: 2 deformer arrays")) << out;
-  EXPECT_NE(std::string::npos, out.find("1 skin:")) << out;
-  EXPECT_NE(std::string::npos, out.find("speed = 1.5")) << out;
-  EXPECT_NE(std::string::npos, out.find("brain nodes: 2 (input 1, output 1)")) << out;
+  EXPECT_THAT(out, HasSubstr("  root  order rz ry rx tx ty tz"));
+  EXPECT_THAT(out, HasSubstr("    spine  order rx ry rz tx ty tz  dof rx (8)"));
+  EXPECT_THAT(out, HasSubstr("6 vertices, 2 polygons"));
+  EXPECT_THAT(out, HasSubstr("weights body.w: 2 deformer arrays"));
+  EXPECT_THAT(out, HasSubstr("1 skin:"));
+  EXPECT_THAT(out, HasSubstr("speed = 1.5"));
+  EXPECT_THAT(out, HasSubstr("brain nodes: 2 (input 1, output 1)"));
   // What the reader said while loading is shown to the author, not lost.
-  EXPECT_NE(std::string::npos, out.find("bones WARNING: Couldn't find bone called `ghost'")) << out;
+  EXPECT_THAT(out, HasSubstr("bones WARNING: Couldn't find bone called `ghost'"));
 }
 
 TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
@@ -92,8 +75,8 @@ TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
   ASSERT_EQ(0, run.status) << run.err;
   // Indentation stops growing; deeper segments are marked with their depth instead.
   EXPECT_LT(run.out.size(), 1000000u);
-  EXPECT_NE(std::string::npos, run.out.find("\n" + std::string(2 + 64, ' ') + "s32  order"));
-  EXPECT_NE(std::string::npos, run.out.find(std::string(2 + 64, ' ') + "[depth 2999] s2999  "));
+  EXPECT_THAT(run.out, HasSubstr("\n" + std::string(2 + 64, ' ') + "s32  order"));
+  EXPECT_THAT(run.out, HasSubstr(std::string(2 + 64, ' ') + "[depth 2999] s2999  "));
   EXPECT_LT(run.out.find("s2998  "), run.out.find("s2999  "));
 }
 
@@ -113,31 +96,27 @@ TEST(InfoCommand, ListsClothAndHairPiecesAndImportedClipLengths) {
                                   "--import '" + dir + "sway.bvh' --import '" + dir + "gone.amc'");
   ASSERT_EQ(0, run.status) << run.err;
   const std::string& out = run.out;
-  EXPECT_NE(std::string::npos, out.find("cloth: 2\n  cape: grid 3 x 2 points, 1 x 0.5, material 1\n"
-                                        "  cloth1: mesh skirt.obj\n"))
-      << out;
-  EXPECT_NE(std::string::npos,
-            out.find("hair: 1\n  mane: radius 0.1 at the root, 0.01 at the tip, density 4, 5 "
-                     "vertices per strand\n"))
-      << out;
-  EXPECT_NE(
-      std::string::npos,
-      out.find("imported clips: 2\n  " + dir + "sway.bvh: action sway, 3 frames\n  " + dir +
-               "gone.amc: not imported\n    AMC file " + dir + "gone.amc could not be opened\n"))
-      << out;
+  EXPECT_THAT(out, HasSubstr("cloth: 2\n  cape: grid 3 x 2 points, 1 x 0.5, material 1\n"
+                             "  cloth1: mesh skirt.obj\n"));
+  EXPECT_THAT(out,
+              HasSubstr("hair: 1\n  mane: radius 0.1 at the root, 0.01 at the tip, density 4, 5 "
+                        "vertices per strand\n"));
+  EXPECT_THAT(out, HasSubstr("imported clips: 2\n  " + dir + "sway.bvh: action sway, 3 frames\n  " +
+                             dir + "gone.amc: not imported\n    AMC file " + dir +
+                             "gone.amc could not be opened\n"));
 }
 
 TEST(InfoCommand, RefusesMissingAndWronglyNamedFilesNamingThem) {
   const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
   EXPECT_NE(0, missing.status);
-  EXPECT_NE(std::string::npos, missing.err.find("nowhere.cdl")) << missing.err;
+  EXPECT_THAT(missing.err, HasSubstr("nowhere.cdl"));
 
   const std::string text = testing::TempDir() + "agent.txt";
   write_file(text, "object nope\nend object\n");
   const CommandRun refused = run_info(text);
   EXPECT_NE(0, refused.status);
-  EXPECT_NE(std::string::npos, refused.err.find("cdl or .act")) << refused.err;
-  EXPECT_NE(std::string::npos, refused.err.find("agent.txt")) << refused.err;
+  EXPECT_THAT(refused.err, HasSubstr("cdl or .act"));
+  EXPECT_THAT(refused.err, HasSubstr("agent.txt"));
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 // `hordera simulate` and `hordera example`: frames written under their final names only for the
 // range asked, bad scene lines reported with file and line while the rest runs, and the sample
 // crowd reproducible for a seed, its agents walking apart rather than into one place.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -15,29 +14,18 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/command_run.h"
+#include "tests/support/files.h"
+
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
-struct CommandRun {
-  int status;
-  std::string err;
-};
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-CommandRun run(const std::string& arguments) {
-  const std::string err = testing::TempDir() + "command.err";
-  const std::string command =
-      std::string(HORDERA_COMMAND_PATH) + " " + arguments + " >/dev/null 2>" + err;
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(err)};
-}
+using command_test::CommandRun;
+using command_test::run;
+using test_files::read_file;
 
 // Agent name -> (x, z) of its root segment, from the root lines of a pose cache.
 std::map<std::string, std::pair<double, double>> positions(const std::string& path) {
@@ -76,13 +64,10 @@ TEST(SimulateCommand, WritesTheRangeAndReportsBadLines) {
   CommandRun result = run("simulate " + dir + "crowd.scene --frames 2-3 -q -o " + dir + "out");
   EXPECT_EQ(result.status, 1);
   const std::string scene = dir + "crowd.scene:";
-  EXPECT_NE(result.err.find(scene + "3: cannot read agent file " + dir + "missing.cdl\n"),
-            std::string::npos)
-      << result.err;
-  EXPECT_NE(result.err.find(scene + "4: unknown keyword \"bogus\"\n"), std::string::npos);
-  EXPECT_NE(result.err.find(scene + "6: no agent type named \"nobody\" has been loaded\n"),
-            std::string::npos);
-  EXPECT_NE(result.err.find(scene + "7: bad value for \"count\"\n"), std::string::npos);
+  EXPECT_THAT(result.err, HasSubstr(scene + "3: cannot read agent file " + dir + "missing.cdl\n"));
+  EXPECT_THAT(result.err, HasSubstr(scene + "4: unknown keyword \"bogus\"\n"));
+  EXPECT_THAT(result.err, HasSubstr(scene + "6: no agent type named \"nobody\" has been loaded\n"));
+  EXPECT_THAT(result.err, HasSubstr(scene + "7: bad value for \"count\"\n"));
   // Frames 2 and 3 only, under their final names; nothing partial is left behind.
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(dir + "out"))

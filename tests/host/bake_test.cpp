@@ -1,20 +1,22 @@
 // The posed crowd written as glTF and OBJ, read back: glTF with tinygltf, OBJ with the engine's
 // own mesh reader.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tiny_gltf.h>
 
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
-#include <sstream>
 
 #include "agent/obj_reader.h"
 #include "host/frame_outputs.h"
 #include "host/gltf_writer.h"
+#include "tests/support/files.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
@@ -144,12 +146,10 @@ TEST(Bake, ObjReadsBackThroughTheMeshReaderWithItsMaterialLibrary) {
   EXPECT_FLOAT_EQ(mesh->points[2].y, 2.0f);
   mesh_free(mesh);
 
-  std::ifstream mtl(dir / "crowd.mtl");
-  std::stringstream library;
-  library << mtl.rdbuf();
-  EXPECT_EQ(library.str().substr(0, 72),
+  const std::string library = test_files::read_file(dir / "crowd.mtl");
+  EXPECT_EQ(library.substr(0, 72),
             "newmtl mat_7_0\nKa 0 0 0\nKd 0.8 0.6 0.5\nKs 0.3 0.3 0.3\nNs 50\nillum 2\nd 1\n");
-  EXPECT_NE(library.str().find("newmtl default_mtl\n"), std::string::npos);
+  EXPECT_THAT(library, HasSubstr("newmtl default_mtl\n"));
 }
 
 TEST(Bake, RefusesUnknownFormatsAndFramesWithoutTriangles) {

@@ -1,41 +1,24 @@
 // `hordera dump` with the real plug-in: a crowd of one agent type, posed from pose caches with
 // motion blur, dumps the same text with one render thread and with several, and the text
 // shows each agent's own pose and motion.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
+
+#include "tests/support/command_run.h"
+#include "tests/support/files.h"
 
 namespace {
 
+using ::testing::HasSubstr;
+
 namespace fs = std::filesystem;
 
-struct CommandRun {
-  int status;
-  std::string out;
-};
-
-CommandRun run(const std::string& arguments) {
-  const std::string command = std::string(HORDERA_COMMAND_PATH) + " " + arguments + " 2>/dev/null";
-  CommandRun result{-1, {}};
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return result;
-  std::array<char, 65536> buffer;
-  size_t read;
-  while ((read = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
-    result.out.append(buffer.data(), read);
-  const int status = pclose(pipe);
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return result;
-}
-
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
+using command_test::CommandRun;
+using command_test::run;
+using test_files::write_file;
 
 // Twelve agents of a type with one skinned quad bound to its root; agent k stands at x = k in
 // frame 12 and at x = 0 in frame 11.
@@ -82,11 +65,11 @@ TEST(DumpCommand, SameTextWhateverTheThreadsAndEachAgentPosedOnItsOwn) {
   ASSERT_NE(agent, std::string::npos);
   const std::string section =
       single.out.substr(agent, single.out.find("assembly", agent + 1) - agent);
-  EXPECT_NE(section.find("vertex 0: position (7 0 0)"), std::string::npos) << section;
-  EXPECT_NE(section.find("vertex 2: position (8 1 0)"), std::string::npos) << section;
-  EXPECT_NE(section.find("motion (7 0 0)"), std::string::npos) << section;
-  EXPECT_NE(section.find("material \"mat_7_0\": 0 1 2 3"), std::string::npos) << section;
-  EXPECT_NE(single.out.find("material \"mat_12_0\""), std::string::npos);
+  EXPECT_THAT(section, HasSubstr("vertex 0: position (7 0 0)"));
+  EXPECT_THAT(section, HasSubstr("vertex 2: position (8 1 0)"));
+  EXPECT_THAT(section, HasSubstr("motion (7 0 0)"));
+  EXPECT_THAT(section, HasSubstr("material \"mat_7_0\": 0 1 2 3"));
+  EXPECT_THAT(single.out, HasSubstr("material \"mat_12_0\""));
 
   EXPECT_NE(run("dump /nonexistent/crowd.mi").status, 0);
   fs::remove_all(dir);

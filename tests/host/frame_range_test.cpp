@@ -7,11 +7,12 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "host/output_file.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -21,18 +22,20 @@ using ::testing::HasSubstr;
 TEST(FrameRange, ParsesRangesAndRefusesBadOnes) {
   host::FrameRange range;
   std::string error;
-  ASSERT_TRUE(host::parse_frame_range("1-4", &range, &error));
-  EXPECT_EQ(range.first, 1);
-  EXPECT_EQ(range.last, 4);
-  EXPECT_EQ(range.count(), 4);
-  ASSERT_TRUE(host::parse_frame_range("7", &range, &error));
-  EXPECT_EQ(range.first, 7);
-  EXPECT_EQ(range.last, 7);
-  ASSERT_TRUE(host::parse_frame_range("-3--1", &range, &error));
-  EXPECT_EQ(range.first, -3);
-  EXPECT_EQ(range.last, -1);
-  ASSERT_TRUE(host::parse_frame_range("-2147483648-2147483647", &range, &error));
-  EXPECT_EQ(range.count(), 4294967296LL);
+  const struct {
+    const char* text;
+    int first, last;
+    long long count;
+  } good[] = {{"1-4", 1, 4, 4},
+              {"7", 7, 7, 1},
+              {"-3--1", -3, -1, 3},
+              {"-2147483648-2147483647", INT32_MIN, INT32_MAX, 4294967296LL}};
+  for (const auto& c : good) {
+    ASSERT_TRUE(host::parse_frame_range(c.text, &range, &error)) << c.text;
+    EXPECT_EQ(range.first, c.first) << c.text;
+    EXPECT_EQ(range.last, c.last) << c.text;
+    EXPECT_EQ(range.count(), c.count) << c.text;
+  }
 
   for (const char* bad : {"", "a", "1-", "-", "1-2-3", "1..4", " 1-4", "1-4 ", "99999999999"}) {
     EXPECT_FALSE(host::parse_frame_range(bad, &range, &error)) << bad;
@@ -95,12 +98,7 @@ std::vector<std::string> listing(const fs::path& dir) {
   return names;
 }
 
-std::string contents(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using test_files::read_file;
 
 TEST(OutputFile, AppearsWholeOrNotAtAll) {
   const fs::path dir = fs::path(::testing::TempDir()) / "outputs";
@@ -109,7 +107,7 @@ TEST(OutputFile, AppearsWholeOrNotAtAll) {
   std::string error;
   ASSERT_TRUE(host::write_file_atomically(path, "first", &error)) << error;
   ASSERT_TRUE(host::write_file_atomically(path, "second", &error)) << error;
-  EXPECT_EQ(contents(path), "second");
+  EXPECT_EQ(read_file(path), "second");
   EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
 
   const std::string missing = (dir / "no_such_dir" / "f.png").string();
@@ -132,7 +130,7 @@ TEST(OutputFile, AppearsWholeOrNotAtAll) {
   signal(SIGXFSZ, old_handler);
   EXPECT_FALSE(written);
   EXPECT_EQ(error, path + ": cannot write: File too large");
-  EXPECT_EQ(contents(path), "second");
+  EXPECT_EQ(read_file(path), "second");
   EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
 }
 

@@ -2,6 +2,7 @@
 // a lit surface, a shadow, a matte hole, and frames it must refuse or partly leave out.
 #include "host/preview_renderer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,6 +11,8 @@
 #include "host/frame_geometry.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 using host::FrameGeometry;
 using host::FrameMaterial;
@@ -103,7 +106,7 @@ TEST(PreviewRenderer, ShadowedGroundIsDarkerAndUnevaluatedShadersAreGrey) {
   EXPECT_EQ(lit[0], lit[1]) << "grey, not the material's red";
   EXPECT_EQ(lit[1], lit[2]);
   ASSERT_EQ(warnings.size(), 1u);
-  EXPECT_NE(warnings[0].find("custom_shader_material"), std::string::npos);
+  EXPECT_THAT(warnings[0], HasSubstr("custom_shader_material"));
 }
 
 TEST(PreviewRenderer, RefusesEmptyFramesAndBadSettingsAndLeavesOutUnusablePoints) {

@@ -1,8 +1,8 @@
 // `hordera rib` as a user runs it, read back with the tests' own RIB reader: procedural bounds
 // hold everything the agents emit, the expanded agents are posed, and the frame carries a
 // camera, lights and a Display line. Also the host's Ri functions on bad calls.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -13,10 +13,14 @@
 
 #include "host/rib_writer.h"
 #include "mray/ri_interface.h"
+#include "tests/support/command_run.h"
+#include "tests/support/files.h"
 #include "tests/support/rib_reader.h"
 #include "tests/support/walker_fixture.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
@@ -26,19 +30,12 @@ fs::path work_directory() {
 }
 
 int run(const std::string& arguments, std::string* errors) {
-  const fs::path err = work_directory() / "errors.txt";
-  const std::string command =
-      std::string(HORDERA_COMMAND_PATH) + " " + arguments + " >/dev/null 2>" + err.string();
-  const int status = std::system(command.c_str());
-  std::ifstream in(err);
-  errors->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  const command_test::CommandRun result = command_test::run(arguments);
+  *errors = result.err;
+  return result.status;
 }
 
-std::string read_file(const fs::path& path) {
-  std::ifstream in(path);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using test_files::read_file;
 
 // Two walkers as the exporter writes them, with boxes far too small for their meshes.
 std::string write_scene() {
@@ -78,7 +75,7 @@ TEST(RibCommand, BoundsHoldWhatTheProceduralsEmitAndTheFrameIsComplete) {
     ASSERT_EQ(2u, call.arguments[1].strings.size());
     EXPECT_EQ("hordera.so", call.arguments[1].strings[0]);
     EXPECT_EQ(0u, call.arguments[1].strings[1].rfind(agent == 0 ? "12 " : "3 ", 0));
-    EXPECT_NE(std::string::npos, call.arguments[1].strings[1].find(" options motion_blur 1"));
+    EXPECT_THAT(call.arguments[1].strings[1], HasSubstr(" options motion_blur 1"));
     const std::vector<double>& bound = call.arguments[2].numbers;
     ASSERT_EQ(6u, bound.size());
     for (double x : {origins[agent], origins[agent] + 1}) {
@@ -96,14 +93,9 @@ TEST(RibCommand, BoundsHoldWhatTheProceduralsEmitAndTheFrameIsComplete) {
   EXPECT_TRUE(rib_test::find_requests(geometry, "Procedural").empty());
   const auto meshes = rib_test::find_requests(geometry, "PointsPolygons");
   ASSERT_EQ(4u, meshes.size());  // previous and current frame of each agent
-  for (size_t m = 0; m < meshes.size(); ++m) {
-    const std::vector<double> expected = rib_test::walker_points(origins[m / 2] + m % 2);
-    const rib_test::Value* points = meshes[m]->parameter("P");
-    ASSERT_NE(nullptr, points);
-    ASSERT_EQ(expected.size(), points->numbers.size());
-    for (size_t i = 0; i < expected.size(); ++i)
-      EXPECT_NEAR(expected[i], points->numbers[i], 1e-5) << "mesh " << m << " value " << i;
-  }
+  for (size_t m = 0; m < meshes.size(); ++m)
+    rib_test::expect_numbers(rib_test::walker_points(origins[m / 2] + m % 2),
+                             meshes[m]->parameter("P"), "P of mesh " + std::to_string(m));
 
   for (const auto* requests : {&calls, &geometry}) {
     const auto display = rib_test::find_requests(*requests, "Display");
@@ -130,10 +122,10 @@ TEST(RibCommand, BadScenesAndFramesFailWithTheirName) {
   std::string errors;
   const std::string out = (work_directory() / "never.rib").string();
   EXPECT_NE(0, run("rib /nowhere/scene.mi -o " + out, &errors));
-  EXPECT_NE(std::string::npos, errors.find("/nowhere/scene.mi")) << errors;
+  EXPECT_THAT(errors, HasSubstr("/nowhere/scene.mi"));
   rib_test::write_file(work_directory() / "empty.mi", "options \"o\"\nend options\n");
   EXPECT_NE(0, run("rib " + (work_directory() / "empty.mi").string() + " -o " + out, &errors));
-  EXPECT_NE(std::string::npos, errors.find("holds no crowd instance")) << errors;
+  EXPECT_THAT(errors, HasSubstr("holds no crowd instance"));
   EXPECT_FALSE(fs::exists(out));
 
   // A range of frames: a frame whose scene is missing fails, the others are still written.
@@ -143,7 +135,7 @@ TEST(RibCommand, BadScenesAndFramesFailWithTheirName) {
   EXPECT_NE(0,
             run("rib " + (work_directory() / "crowd.#.mi").string() + " --frames 4-5 -o " + frames,
                 &errors));
-  EXPECT_NE(std::string::npos, errors.find("crowd.4.mi")) << errors;
+  EXPECT_THAT(errors, HasSubstr("crowd.4.mi"));
   EXPECT_FALSE(fs::exists(work_directory() / "frames.4.rib"));
   EXPECT_TRUE(fs::exists(work_directory() / "frames.5.rib"));
 }
@@ -179,8 +171,8 @@ TEST(RibWriter, BadCallsAreLeftOutAndStringsQuoted) {
   ASSERT_NE(nullptr, meshes[1]->parameter("weight"));
   EXPECT_EQ((std::vector<double>{1, 2, 3}), meshes[1]->parameter("weight")->numbers);
   EXPECT_EQ(1u, rib_test::find_requests(requests, "Declare").size());
-  EXPECT_NE(std::string::npos, errors.find("\"weight\" is not declared")) << errors;
-  EXPECT_NE(std::string::npos, errors.find("PointsPolygons without valid polygons")) << errors;
+  EXPECT_THAT(errors, HasSubstr("\"weight\" is not declared"));
+  EXPECT_THAT(errors, HasSubstr("PointsPolygons without valid polygons"));
   const auto attribute = rib_test::find_requests(requests, "Attribute");
   ASSERT_EQ(1u, attribute.size());
   EXPECT_EQ(std::vector<std::string>{"say \"hi\""},

@@ -3,6 +3,7 @@
 // when an agent's callback returns still holding the global lock.
 #include "host/scene_dump.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -18,6 +19,9 @@
 #include "mray/mi_interface.h"
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 char* copy(const char* text) {
   return mi_mem_int_strdup("mray", 1, text);
@@ -164,9 +168,9 @@ TEST(SceneDump, ManyThreadsGiveTheTextOfOneEvenWhenALockIsKept) {
   const size_t held_before = host::memory_in_use().size();
   host::clear_messages();
   const std::string single = dump_with_threads(1, 24);
-  EXPECT_NE(single.find("assembly \"asm_24\""), std::string::npos);
-  EXPECT_NE(single.find("material \"mat_24_0\""), std::string::npos);
-  EXPECT_EQ(single.find("material \"mat_13_0\""), std::string::npos);
+  EXPECT_THAT(single, HasSubstr("assembly \"asm_24\""));
+  EXPECT_THAT(single, HasSubstr("material \"mat_24_0\""));
+  EXPECT_THAT(single, Not(HasSubstr("material \"mat_13_0\"")));
   for (int round = 0; round < 3; ++round) {
     host::clear_messages();
     EXPECT_EQ(dump_with_threads(4, 24), single);

@@ -1,13 +1,12 @@
 // Action files: the text form read and written back, the binary form in both byte orders and
 // versions, loading onto an agent with its messages and default brain node, and readers that
 // keep what they read before a fault.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,22 +15,33 @@
 #include "motion/action.h"
 #include "sim/action_loading.h"
 #include "sim/brain.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
+using scratch::read_file;
+using scratch::stderr_of;
+using scratch::write_file;
+using testing::HasSubstr;
+
 std::string temp_path(const std::string& name) {
-  return testing::TempDir() + "action_file_" + name;
+  return scratch::temp_path("action_file_" + name);
 }
 
-void write_file(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
+// Writes `text` to a file and reads it as an action list of the text form.
+int read_text(const std::string& name, const std::string& text, Action** list) {
+  write_file(temp_path(name), text);
+  Stream* in = stream_open(temp_path(name).c_str(), "r", 0);
+  const int result = actions_read_text(in, nullptr, list);
+  stream_close(in);
+  return result;
 }
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
+// Writes `bytes` to a file and reads it as binary action data.
+int read_binary(const std::string& name, const std::string& bytes, Action** list) {
+  write_file(temp_path(name), bytes);
+  *list = nullptr;
+  return actions_read_binary(temp_path(name).c_str(), nullptr, list);
 }
 
 int count_actions(const Action* list) {
@@ -200,9 +210,7 @@ TEST(ActionText, ReadsListAndWritesItBack) {
 
   // What was written reads back to the same actions.
   Action* again = nullptr;
-  in = stream_open(out_path.c_str(), "r", 0);
-  ASSERT_EQ(actions_read_text(in, nullptr, &again), 1);
-  stream_close(in);
+  ASSERT_EQ(read_text("again.act", text, &again), 1);
   ASSERT_EQ(count_actions(again), 3);
   EXPECT_STREQ(again->name, "_2step");
   EXPECT_EQ(again->flags, ACTION_NO_RETRIGGER);
@@ -212,20 +220,13 @@ TEST(ActionText, ReadsListAndWritesItBack) {
 }
 
 TEST(ActionText, SurvivesTruncatedAndMalformedText) {
-  const std::string path = temp_path("broken.act");
-  write_file(path,
-             "action cut\n"
-             "  curve\n"
-             "  channel a:tx\n"
-             "  type spline1d\n"
-             "  9 points\n"
-             "  0.25 1 0.5\n"
-             "\n" +
-                 std::string(2500, '7') + "\n");
   Action* list = nullptr;
-  Stream* in = stream_open(path.c_str(), "r", 0);
-  ASSERT_EQ(actions_read_text(in, nullptr, &list), 1);
-  stream_close(in);
+  ASSERT_EQ(read_text("broken.act",
+                      "action cut\n  curve\n  channel a:tx\n  type spline1d\n  9 points\n"
+                      "  0.25 1 0.5\n\n" +
+                          std::string(2500, '7') + "\n",
+                      &list),
+            1);
   ASSERT_NE(list, nullptr);
   CurvePoints* k = list->curves->points;
   ASSERT_NE(k, nullptr);
@@ -241,29 +242,22 @@ TEST(ActionText, SurvivesTruncatedAndMalformedText) {
 
   // The type remembered across curves starts again at each read: after the spline1d curve above,
   // a first curve without a "type" line is linear.
-  write_file(path, "action plain\ncurve\nchannel a:tx\n2 points\n0 0\n1 4\nend curve\n");
-  in = stream_open(path.c_str(), "r", 0);
-  ASSERT_EQ(actions_read_text(in, nullptr, &list), 1);
-  stream_close(in);
+  ASSERT_EQ(read_text("plain.act",
+                      "action plain\ncurve\nchannel a:tx\n2 points\n0 0\n1 4\nend curve\n", &list),
+            1);
   EXPECT_EQ(list->curves->points->type, CURVE_LINEAR);
   EXPECT_FLOAT_EQ(curve_evaluate(list->curves, 0.25f), 1.0f);
   free_actions(list);
 
-  write_file(path, "no actions here\nsegment hip\n");
   Action* none = nullptr;
-  in = stream_open(path.c_str(), "r", 0);
-  EXPECT_EQ(actions_read_text(in, nullptr, &none), 0);
-  stream_close(in);
+  EXPECT_EQ(read_text("none.act", "no actions here\nsegment hip\n", &none), 0);
   EXPECT_EQ(none, nullptr);
 }
 
 TEST(ActionBinary, BothByteOrdersGiveTheSameActions) {
   Action* lists[2] = {nullptr, nullptr};
-  for (int swapped : {0, 1}) {
-    const std::string path = temp_path(swapped ? "swapped.actb" : "native.actb");
-    write_file(path, sample_binary(swapped));
-    ASSERT_EQ(actions_read_binary(path.c_str(), nullptr, &lists[swapped]), 1);
-  }
+  for (int swapped : {0, 1})
+    ASSERT_EQ(read_binary("sample.actb", sample_binary(swapped), &lists[swapped]), 1);
   for (Action* list : lists) {
     ASSERT_EQ(count_actions(list), 2);
     Action* walk = list;
@@ -308,10 +302,8 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
   v1.word(7);
   v1.action("old", 1.5f, 9, 0.2f, 0.8f, 0, 2, 1);
   v1.curve("x:tx", 0, {0, 1}, {1, 2});
-  std::string path = temp_path("v1.actb");
-  write_file(path, v1.bytes);
   Action* list = nullptr;
-  ASSERT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 1);
+  ASSERT_EQ(read_binary("v1.actb", v1.bytes, &list), 1);
   ASSERT_EQ(count_actions(list), 1);
   EXPECT_EQ(list->track, 0);
   EXPECT_FLOAT_EQ(list->loop[0], 0.2f);
@@ -328,10 +320,7 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
   tags.action("kept", 1, 0, 0, 1, 0, 2);
   tags.word(5);
   tags.action("lost", 1, 0, 0, 1, 0, 2);
-  path = temp_path("tags.actb");
-  write_file(path, tags.bytes);
-  list = nullptr;
-  ASSERT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 1);
+  ASSERT_EQ(read_binary("tags.actb", tags.bytes, &list), 1);
   ASSERT_EQ(count_actions(list), 1);
   EXPECT_STREQ(list->name, "kept");
   EXPECT_EQ(list->curves, nullptr);
@@ -354,10 +343,7 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
       cut.word(0);
       cut.real(1);
     }
-    path = temp_path("cut.actb");
-    write_file(path, cut.bytes);
-    list = nullptr;
-    ASSERT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 1);
+    ASSERT_EQ(read_binary("cut.actb", cut.bytes, &list), 1);
     ASSERT_EQ(count_actions(list), 1) << damage;
     ASSERT_NE(list->curves, nullptr);
     EXPECT_EQ(list->curves->next, nullptr) << damage;
@@ -367,10 +353,7 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
 
   // A file shorter than its header word is refused; other cuts and damaged words are the
   // binary action fuzzer's.
-  path = temp_path("prefix.actb");
-  write_file(path, sample_binary(false).substr(0, 3));
-  list = nullptr;
-  EXPECT_EQ(actions_read_binary(path.c_str(), nullptr, &list), 0);
+  EXPECT_EQ(read_binary("prefix.actb", sample_binary(false).substr(0, 3), &list), 0);
   EXPECT_EQ(list, nullptr);
 }
 
@@ -396,11 +379,9 @@ TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
       {agent, missing_binary, "Action file " + missing_binary + " could not be opened\n"},
       {agent, empty, "Action file " + empty + " is invalid - does not contain actions\n"},
   };
-  for (const Case& c : cases) {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(load_action_file(c.agent, c.path.c_str()), 0) << c.path;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.message);
-  }
+  for (const Case& c : cases)
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(load_action_file(c.agent, c.path.c_str()), 0); }),
+              c.message);
   EXPECT_EQ(type->actions, nullptr);
   EXPECT_EQ(type->brain, nullptr);
 
@@ -444,39 +425,26 @@ TEST(ActionFile, ImportDispatchesByExtension) {
   Agent* type = new_agent_type("importer");
   const std::string act = temp_path("import.act");
   write_file(act, "action hop\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, act.c_str()), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "importing " + act + "\n");
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, act.c_str()), 1); }),
+            "importing " + act + "\n");
   EXPECT_NE(findAction(type, "hop"), nullptr);
 
   // Compressed text loads through the gzip stream.
   const std::string gz = temp_path("import.act.gz");
-  Stream* out = stream_open(gz.c_str(), "w", 1);
-  stream_printf(out, "action skip\n    rate 2\n");
-  stream_close(out);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, gz.c_str()), 1);
-  testing::internal::GetCapturedStderr();
+  scratch::write_stream(gz, "action skip\n    rate 2\n", 1);
+  stderr_of([&] { EXPECT_EQ(agent_import_action(type, gz.c_str()), 1); });
   ASSERT_NE(findAction(type, "skip"), nullptr);
   EXPECT_FLOAT_EQ(findAction(type, "skip")->rate, 2);
 
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, "motion.mov"), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, "motion.mov"), 0); }),
             "importing motion.mov\nact, *.actb, *.amc, or *.bvh\n");
-
   const std::string amc = temp_path("absent.AMC");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, amc.c_str()), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, amc.c_str()), 0); }),
             "importing " + amc + "\nAMC file " + amc + " could not be opened\n");
-
   const std::string bvh = temp_path("capture.bvh");
   write_file(bvh, "HIERARCHY\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, bvh.c_str()), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find(bvh + ":1: hierarchy incomplete"),
-            std::string::npos);
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(agent_import_action(type, bvh.c_str()), 0); }),
+              HasSubstr(bvh + ":1: hierarchy incomplete"));
   EXPECT_EQ(count_actions(type->actions), 2);
 }
 

@@ -1,14 +1,20 @@
-// Actions: defaults and list operations, copying, ordering, and the binding of curves to an
-// agent's segment channels, control curves and user variables.
+// Actions: defaults and list operations, copying, ordering, the binding of curves to an agent's
+// segment channels, control curves and user variables, and rotation curves re-expressed in another
+// rotation order, key by key.
 #include "motion/action.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "agent/agent.h"
+#include "agent/skeleton.h"
+#include "base/vecmath.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
@@ -136,21 +142,22 @@ TEST(Action, ChannelIndicesAndBinding) {
   new_segment(type, "spine");
   new_userVar(type, "mood");
   new_userVar(type, "speed");
+  // Segment channels count six per segment in list order; control and variable names their
+  // own lists; what resolves to nothing is -1, of the kind its form names.
+  const struct {
+    const char* channel;
+    int index;
+    uint8_t kind;
+  } channels[] = {{"root:tx", 0, CURVE_KIND_SEGMENT},      {"spine:rz", 6 + 5, CURVE_KIND_SEGMENT},
+                  {"spine:ry", 6 + 4, CURVE_KIND_SEGMENT}, {"spine:ik.x", -1, CURVE_KIND_SEGMENT},
+                  {"neck:tx", -1, CURVE_KIND_SEGMENT},     {"transition", 0, CURVE_KIND_CONTROL},
+                  {"latch", 1, CURVE_KIND_CONTROL},        {"speed", 1, CURVE_KIND_VARIABLE},
+                  {"unknown", -1, CURVE_KIND_VARIABLE}};
   uint8_t kind = 99;
-  EXPECT_EQ(agent_channel_index(type, "root:tx", &kind), 0);
-  EXPECT_EQ(kind, CURVE_KIND_SEGMENT);
-  EXPECT_EQ(agent_channel_index(type, "spine:rz", &kind), 6 + 5);
-  EXPECT_EQ(agent_channel_index(type, "spine:ry", &kind), 6 + 4);
-  EXPECT_EQ(agent_channel_index(type, "spine:ik.x", &kind), -1);
-  EXPECT_EQ(kind, CURVE_KIND_SEGMENT);
-  EXPECT_EQ(agent_channel_index(type, "neck:tx", &kind), -1);
-  EXPECT_EQ(agent_channel_index(type, "transition", &kind), 0);
-  EXPECT_EQ(kind, CURVE_KIND_CONTROL);
-  EXPECT_EQ(agent_channel_index(type, "latch", &kind), 1);
-  EXPECT_EQ(agent_channel_index(type, "speed", &kind), 1);
-  EXPECT_EQ(kind, CURVE_KIND_VARIABLE);
-  EXPECT_EQ(agent_channel_index(type, "unknown", &kind), -1);
-  EXPECT_EQ(kind, CURVE_KIND_VARIABLE);
+  for (const auto& c : channels) {
+    EXPECT_EQ(agent_channel_index(type, c.channel, &kind), c.index) << c.channel;
+    EXPECT_EQ(kind, c.kind) << c.channel;
+  }
 
   // Binding a variable curve that does not resolve creates the user variable.
   Action* action = newAction(&type->actions);
@@ -174,6 +181,89 @@ TEST(Action, ChannelIndicesAndBinding) {
   action_reassign_curve_ids(type);
   EXPECT_EQ(missing->channel_index, 2 * 6 + 3);
   EXPECT_EQ(file_save_binary_actions(nullptr, type), 1);
+}
+
+// A linear curve of `values` at times 0, 1/n, 2/n, ... named `channel`, added to the action.
+Curve* hand_made_curve(Action* action, const char* channel, std::initializer_list<float> values) {
+  Curve* curve = newCurve(&action->curves);
+  curve_allocate_points(curve, static_cast<int>(values.size()));
+  hordera::curve_set_channel(curve, channel);
+  int i = 0;
+  for (float v : values) {
+    curve->points->time[i] = static_cast<float>(i) / static_cast<float>(values.size());
+    curve->points->value[i++] = v;
+  }
+  return curve;
+}
+
+void free_curves(Action* action) {
+  for (Curve* c = action->curves; c;) {
+    Curve* next = c->next;
+    curve_free(c);
+    c = next;
+  }
+  action->curves = nullptr;
+}
+
+TEST(ConvertRotationOrder, ReexpressesEveryKeyAndWarnsOnAMismatchedOrder) {
+  Agent* type = new_agent_type("convert");
+  Segment* neck = new_segment(type, "neck");
+  const int32_t xyz = strToOrder("rx ry rz");
+  const int32_t zyx = strToOrder("rz ry rx");
+  Action action{};
+  Curve* rx = hand_made_curve(&action, "neck:rx", {10.0f, -30.0f, 0.0f});
+  Curve* ry = hand_made_curve(&action, "neck:ry", {20.0f, 45.0f, 0.0f});
+  Curve* rz = hand_made_curve(&action, "neck:rz", {30.0f, 5.0f, 0.0f});
+  hand_made_curve(&action, "other:rx", {1.0f});
+  const float before[3][3] = {{10, 20, 30}, {-30, 45, 5}, {0, 0, 0}};
+
+  neck->order = xyz;
+  EXPECT_EQ(
+      scratch::stderr_of([&] { EXPECT_EQ(convertRotationOrder(&action, neck, xyz, zyx), 1); }), "");
+  for (int n = 0; n < 3; ++n) {
+    SCOPED_TRACE(n);
+    const float d = 57.29578f;
+    Matrix original, converted;
+    rotation_matrix_from_angles(before[n][0] / d, before[n][1] / d, before[n][2] / d, xyz,
+                                original);
+    rotation_matrix_from_angles(rx->points->value[n] / d, ry->points->value[n] / d,
+                                rz->points->value[n] / d, zyx, converted);
+    for (int i = 0; i < 16; ++i) EXPECT_NEAR(original[i], converted[i], 1e-5f) << i;
+  }
+  // The first key really changed (the two orders differ for these angles).
+  EXPECT_GT(std::fabs(rx->points->value[0] - 10.0f), 0.1f);
+  EXPECT_EQ(neck->order, xyz);  // the segment keeps its order
+
+  // Mismatching from-order: warning with the segment name, converted anyway.
+  EXPECT_EQ(
+      scratch::stderr_of([&] { EXPECT_EQ(convertRotationOrder(&action, neck, zyx, xyz), 1); }),
+      "WARNING: convertRotationOrder() from_order does not match neck order.\n");
+  EXPECT_NEAR(rx->points->value[0], 10.0f, 1e-3f);
+  EXPECT_NEAR(ry->points->value[1], 45.0f, 1e-3f);
+
+  // No curves for the segment: nothing converted.
+  Segment* tail = new_segment(type, "tail");
+  tail->order = xyz;
+  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 0);
+  free_curves(&action);
+
+  // Only ry present: its key count drives the conversion and only it is written.
+  Curve* alone = hand_made_curve(&action, "tail:ry", {30.0f, 60.0f});
+  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
+  EXPECT_NEAR(alone->points->value[1], 60.0f, 1e-3f);
+  free_curves(&action);
+
+  // rx's key count decides, even when the other curves have more keys: their later keys stay.
+  Curve* short_rx = hand_made_curve(&action, "tail:rx", {20.0f});
+  Curve* long_ry = hand_made_curve(&action, "tail:ry", {30.0f, 35.0f, -40.0f});
+  Curve* long_rz = hand_made_curve(&action, "tail:rz", {40.0f, 50.0f, 60.0f});
+  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
+  EXPECT_GT(std::fabs(short_rx->points->value[0] - 20.0f), 0.1f);
+  EXPECT_EQ(long_ry->points->value[1], 35.0f);
+  EXPECT_EQ(long_ry->points->value[2], -40.0f);
+  EXPECT_EQ(long_rz->points->value[1], 50.0f);
+  EXPECT_EQ(long_rz->points->value[2], 60.0f);
+  free_curves(&action);
 }
 
 }  // namespace

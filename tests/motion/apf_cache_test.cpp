@@ -3,37 +3,32 @@
 #include "motion/apf_cache.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "base/stream.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using scratch::stderr_of;
 
-class ApfCacheTest : public testing::Test {
+class ApfCacheTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
     apf_cache_init();
-    directory_ = fs::path(testing::TempDir()) /
-                 ("apf_cache_test_" + std::to_string(::getpid()) + "_" +
-                  testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(directory_);
+    scratch::FolderTest::SetUp();
     type_ = new_agent_type("man");
     new_segment(type_, "root");
     new_segment(type_, "arm")->order = strToOrder("rz ry rx");
   }
   void TearDown() override {
     while (root_agent) delete_agent_instance(root_agent);
-    fs::remove_all(directory_);
+    scratch::FolderTest::TearDown();
   }
 
   Agent* make_agent(int id) {
@@ -42,17 +37,17 @@ class ApfCacheTest : public testing::Test {
     return agent;
   }
   std::string write(const std::string& leaf, const std::string& text, bool compressed = false) {
-    std::string path = (directory_ / leaf).string();
-    Stream* out = stream_open(path.c_str(), "w", compressed);
-    EXPECT_NE(out, nullptr);
-    stream_write(out, text.data(), text.size());
-    stream_close(out);
-    return path;
+    scratch::write_stream(path(leaf), text, compressed);
+    return path(leaf);
   }
 
-  fs::path directory_;
   Agent* type_ = nullptr;
 };
+
+// Checks all six channels of a segment, in the order tx ty tz rx ry rz.
+void expect_channels(const Segment* segment, const std::vector<float>& expected) {
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(segment->channels[i], expected[i]) << segment->name << i;
+}
 
 const char* kThreeAgents =
     "BEGIN man_1\nroot 1 1 1 1 1 1\n\n"
@@ -68,20 +63,10 @@ TEST_F(ApfCacheTest, AppliesRecordsByIdInChannelOrder) {
     ASSERT_EQ(apf_cache_read(path.c_str(), agent), 1);
     Segment* root = agent->segments;
     Segment* arm = root->next;
-    // Root, default order RX RY RZ TX TY TZ.
-    EXPECT_FLOAT_EQ(root->channels[3], 10);
-    EXPECT_FLOAT_EQ(root->channels[5], 30);
-    EXPECT_FLOAT_EQ(root->channels[0], 40);
-    EXPECT_FLOAT_EQ(root->channels[2], 60);
-    // Arm, order RZ RY RX TX TY TZ.
-    EXPECT_FLOAT_EQ(arm->channels[5], 1);
-    EXPECT_FLOAT_EQ(arm->channels[4], 2);
-    EXPECT_FLOAT_EQ(arm->channels[3], 3);
-    EXPECT_FLOAT_EQ(arm->channels[0], 4);
+    expect_channels(root, {40, 50, 60, 10, 20, 30});  // default order RX RY RZ TX TY TZ
+    expect_channels(arm, {4, 5, 6, 3, 2, 1});         // order RZ RY RX TX TY TZ
     // Motion values, the first two swapped.
-    EXPECT_FLOAT_EQ(agent->motion[0], 71);
-    EXPECT_FLOAT_EQ(agent->motion[1], 70);
-    EXPECT_FLOAT_EQ(agent->motion[5], 75);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(agent->motion[i], i < 2 ? 71 - i : 70 + i) << i;
     // The pose follows the channels.
     EXPECT_FLOAT_EQ(root->matrix[12], 40);
 
@@ -123,12 +108,8 @@ TEST_F(ApfCacheTest, ReadsOddlyWrittenNumbersAndSplitsLongLines) {
     // The 8191-byte piece ends after "3"; the rest, "4 5 6 7 8", loses "4" as its name.
     Agent* second = make_agent(2);
     ASSERT_EQ(apf_cache_read(path.c_str(), second), 1);
-    const float* channels = second->segments->channels;
-    EXPECT_EQ(channels[3], 1.0f);
-    EXPECT_EQ(channels[5], 3.0f);
-    EXPECT_EQ(channels[0], 5.0f);
-    EXPECT_EQ(channels[2], 7.0f);
-    EXPECT_EQ(second->segments->next->channels[5], 8.0f);
+    expect_channels(second->segments, {5, 6, 7, 1, 2, 3});
+    expect_channels(second->segments->next, {0, 0, 0, 0, 0, 8});
   }
 }
 
@@ -152,22 +133,20 @@ TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
 
 TEST_F(ApfCacheTest, ReportsMissingFilesAndWideLines) {
   Agent* agent = make_agent(1);
-  std::string missing = (directory_ / "none.apf").string();
+  const std::string missing = path("none.apf");
   // The missing file is reported once: its entry stays cached, so the second read fails quietly.
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
-  EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(stderr_of([&] {
+              EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
+              EXPECT_EQ(apf_cache_read(missing.c_str(), agent), 0);
+            }),
             "Failed to open file '" + missing + "' for caching\n");
   EXPECT_TRUE(apf_cache_holds(missing.c_str()));
 
   std::string wide = "root";
   for (int i = 0; i < 3000; ++i) wide += " 1";
-  std::string path = write("wide.apf", "BEGIN man_1\n" + wide + "\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_cache_read(path.c_str(), agent), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "Buffer reallocation required for file '" + path + "'\n");
+  const std::string file = write("wide.apf", "BEGIN man_1\n" + wide + "\n");
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(apf_cache_read(file.c_str(), agent), 1); }),
+            "Buffer reallocation required for file '" + file + "'\n");
   EXPECT_FLOAT_EQ(agent->segments->next->channels[0], 1);
 }
 
@@ -175,14 +154,11 @@ TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
   Agent* agent = make_agent(1);
   std::string plain = std::string(kThreeAgents);
   // Truncated gzip: the first half of a valid compressed file.
-  std::string full = write("t.apf.gz", plain, true);
-  std::string bytes((std::istreambuf_iterator<char>(std::ifstream(full, std::ios::binary).rdbuf())),
-                    {});
-  std::ofstream(full, std::ios::binary | std::ios::trunc) << bytes.substr(0, bytes.size() / 2);
+  const std::string full = write("t.apf.gz", plain, true);
+  const std::string bytes = scratch::read_file(full);
+  scratch::write_file(full, bytes.substr(0, bytes.size() / 2));
   apf_cache_read(full.c_str(), agent);
-  std::string corrupt = (directory_ / "c.apf.gz").string();
-  std::ofstream(corrupt, std::ios::binary) << "\x1f\x8b\x08\x00garbage that is not deflate";
-  apf_cache_read(corrupt.c_str(), agent);
+  apf_cache_read(write("c.apf.gz", "\x1f\x8b\x08\x00garbage that is not deflate").c_str(), agent);
   std::string overlong = write("o.apf", "BEGIN man_1\nroot" + std::string(30000, '7') + "\n");
   apf_cache_read(overlong.c_str(), agent);
   // A huge id sets the record count without costing memory: every id up to it reads (an empty
@@ -207,9 +183,7 @@ TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
   std::string megabyte = "root";
   for (int i = 0; i < 500000; ++i) megabyte += " 1";
   std::string wide = write("m.apf", "BEGIN man_1\n" + megabyte + "\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_cache_read(wide.c_str(), agent), 1);
-  testing::internal::GetCapturedStderr();
+  stderr_of([&] { EXPECT_EQ(apf_cache_read(wide.c_str(), agent), 1); });
 }
 
 }  // namespace

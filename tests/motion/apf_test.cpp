@@ -3,14 +3,11 @@
 #include "motion/apf.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
+#include <vector>
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
@@ -18,18 +15,21 @@
 #include "base/vecmath.h"
 #include "sim/scene_setup.h"
 #include "sim/simulation.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using scratch::stderr_of;
 
-class ApfTest : public testing::Test {
+// Checks all six channels of a segment, in the order tx ty tz rx ry rz.
+void expect_channels(const Segment* segment, const std::vector<float>& expected) {
+  for (int i = 0; i < 6; ++i) EXPECT_FLOAT_EQ(segment->channels[i], expected[i]) << i;
+}
+
+class ApfTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
-    directory_ = fs::path(testing::TempDir()) /
-                 ("apf_test_" + std::to_string(::getpid()) + "_" +
-                  testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(directory_);
+    scratch::FolderTest::SetUp();
     type_ = new_agent_type("man");
     new_segment(type_, "root");
     Segment* arm = new_segment(type_, "arm");
@@ -39,7 +39,7 @@ class ApfTest : public testing::Test {
     while (root_agent) delete_agent_instance(root_agent);
     free_groups();
     apf_sound_output = apf_value_set_output = apf_variable_output = 0;
-    fs::remove_all(directory_);
+    scratch::FolderTest::TearDown();
   }
 
   Agent* make_agent(const char* base, int id) {
@@ -52,7 +52,7 @@ class ApfTest : public testing::Test {
     return agent;
   }
 
-  std::string dir() const { return directory_.string(); }
+  std::string dir() const { return folder_.string(); }
   std::string file(int frame, bool compressed) const {
     char path[4096];
     apf_file_name(path, sizeof path, dir().c_str(), frame, compressed);
@@ -69,23 +69,11 @@ class ApfTest : public testing::Test {
     return text;
   }
   void write_text(int frame, bool compressed, const std::string& text) const {
-    Stream* out = stream_open(file(frame, compressed).c_str(), "w", compressed);
-    ASSERT_NE(out, nullptr);
-    stream_write(out, text.data(), text.size());
-    stream_close(out);
+    scratch::write_stream(file(frame, compressed), text, compressed);
   }
 
-  fs::path directory_;
   Agent* type_ = nullptr;
 };
-
-TEST_F(ApfTest, FileNamesUseSlashAndPlainFrameNumber) {
-  char name[256];
-  apf_file_name(name, sizeof name, "/sim", 7, 0);
-  EXPECT_STREQ(name, "/sim/frame.7.apf");
-  apf_file_name(name, sizeof name, "/sim", 120, 1);
-  EXPECT_STREQ(name, "/sim/frame.120.apf.gz");
-}
 
 TEST_F(ApfTest, SmallRotationsAreWrittenAsZeroAndOthersRounded) {
   Agent* agent = make_agent("man", 12);
@@ -131,15 +119,20 @@ TEST_F(ApfTest, BlocksAreSeparatedAndSpawnLinesPrecedeNewAgents) {
 TEST_F(ApfTest, NamesAreFoundAgainThroughTheLastUnderscore) {
   Agent* man = make_agent("man", 12);
   Agent* big = make_agent("big_man", 3);
+  // An agent made from its type, marked for cache input, needs no further setup.
+  Agent* plain = new_agent_instance(type_);
+  free(plain->name);
+  plain->name = strdup("man.4");
+  plain->id = 4;
+  plain->cache_input = 1;
   write_text(1, false,
              "BEGIN man_12\nroot 1 2 3 0 0 0\n\n"
-             "BEGIN big_man_3\nroot 4 5 6 0 0 0\n");
+             "BEGIN big_man_3\nroot 4 5 6 0 0 0\n\nBEGIN man_4\nroot 0 0 0 5 6 7\n");
   ASSERT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
   // Default order RX RY RZ TX TY TZ: the first three values are rotations.
-  EXPECT_FLOAT_EQ(man->segments->channels[3], 1);
-  EXPECT_FLOAT_EQ(man->segments->channels[5], 3);
-  EXPECT_FLOAT_EQ(big->segments->channels[3], 4);
-  EXPECT_FLOAT_EQ(big->segments->channels[5], 6);
+  expect_channels(man->segments, {0, 0, 0, 1, 2, 3});
+  expect_channels(big->segments, {0, 0, 0, 4, 5, 6});
+  expect_channels(plain->segments, {5, 6, 7, 0, 0, 0});
 }
 
 TEST_F(ApfTest, UnknownSegmentLineIsSkippedAndShortLinesKeepLaterChannels) {
@@ -153,28 +146,12 @@ TEST_F(ApfTest, UnknownSegmentLineIsSkippedAndShortLinesKeepLaterChannels) {
   EXPECT_FLOAT_EQ(arm->channels[0], 0);  // agent not marked for cache input: untouched
   agent->cache_input = 1;
   ASSERT_EQ(apf_read(dir().c_str(), 2, 0, 0), 1);
-  EXPECT_FLOAT_EQ(arm->channels[3], 10);
-  EXPECT_FLOAT_EQ(arm->channels[5], 30);
-  EXPECT_FLOAT_EQ(arm->channels[0], 1);
-  EXPECT_FLOAT_EQ(arm->channels[1], 2);
-  EXPECT_FLOAT_EQ(arm->channels[2], 99);
-  EXPECT_FLOAT_EQ(agent->segments->channels[0], 8);  // block continued after the unknown line
-  // The line after the empty line is outside the block.
-  EXPECT_FLOAT_EQ(arm->channels[4], 20);
+  // The line after the empty line is outside the block: ry stays 20.
+  expect_channels(arm, {1, 2, 99, 10, 20, 30});
+  // The block continued after the unknown line.
+  expect_channels(agent->segments, {8, 9, 10, 0, 0, 0});
   // The pose follows the channels.
   EXPECT_FLOAT_EQ(agent->segments->matrix[12], 8);
-}
-
-TEST_F(ApfTest, AgentsMadeFromTheirTypeAreReadWithoutFurtherSetup) {
-  Agent* agent = new_agent_instance(type_);
-  free(agent->name);
-  agent->name = strdup("man.4");
-  agent->id = 4;
-  agent->cache_input = 1;
-  write_text(1, false, "BEGIN man_4\nroot 0 0 0 5 6 7\n");
-  ASSERT_EQ(apf_read(dir().c_str(), 1, 0, 0), 1);
-  EXPECT_FLOAT_EQ(agent->segments->channels[0], 5);
-  EXPECT_FLOAT_EQ(agent->segments->channels[2], 7);
 }
 
 TEST_F(ApfTest, SpawnLineWithIdSpawnsOnlyFromPlainFiles) {
@@ -277,30 +254,27 @@ TEST_F(ApfTest, FlattensRootRotationsWithTwoLargeAngles) {
   EXPECT_NEAR(degrees[2], -10, 1e-3f);
 }
 
-TEST_F(ApfTest, MissingFileWarnsOncePerAffectedAgentAndZeroesMotion) {
+TEST_F(ApfTest, FileNamesMissingFilesAndUnwritableFolders) {
+  char name[256];
+  apf_file_name(name, sizeof name, "/sim", 7, 0);
+  EXPECT_STREQ(name, "/sim/frame.7.apf");
+  apf_file_name(name, sizeof name, "/sim", 120, 1);
+  EXPECT_STREQ(name, "/sim/frame.120.apf.gz");
+
+  // A missing file warns once for each agent it affects, and zeroes their motion.
   Agent* first = make_agent("man", 1);
   Agent* second = make_agent("man", 2);
   first->motion[0] = second->motion[3] = 4;
   second->cache_input = 1;
-  std::string path = file(77, false);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_read(dir().c_str(), 77, 0, 0), 0);
-  std::string warning = "Warning: Couldn't open APF file \"" + path + "\"\n";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), warning);
+  const std::string warning = "Warning: Couldn't open APF file \"" + file(77, false) + "\"\n";
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(apf_read(dir().c_str(), 77, 0, 0), 0); }), warning);
   EXPECT_FLOAT_EQ(first->motion[0], 4);
   EXPECT_FLOAT_EQ(second->motion[3], 0);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_read(dir().c_str(), 77, 1, 0), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), warning + warning);
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(apf_read(dir().c_str(), 77, 1, 0), 0); }), warning + warning);
   EXPECT_FLOAT_EQ(first->motion[0], 0);
-}
 
-TEST_F(ApfTest, UnwritableDirectoryReportsTheError) {
-  make_agent("man", 1);
-  std::string missing = dir() + "/no/such";
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(apf_write(missing.c_str(), 1, 0), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+  const std::string missing = dir() + "/no/such";
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(apf_write(missing.c_str(), 1, 0), 0); }),
             "ERROR: Couldn't write to " + missing + "/frame.1.apf\n");
 }
 
@@ -326,7 +300,7 @@ TEST_F(ApfTest, HostileFilesDoNotCrash) {
   EXPECT_EQ(apf_read(dir().c_str(), 1, 1, 0), 1);
   write_text(2, false, "BEGIN\n#spawn\n#v\n#:\nsound x\nBEGIN man_1\n#v\n#:\nsound\n");
   EXPECT_EQ(apf_read(dir().c_str(), 2, 1, 0), 1);
-  std::ofstream(file(3, true), std::ios::binary) << "\x1f\x8b\x08garbage-not-deflate";
+  scratch::write_file(file(3, true), "\x1f\x8b\x08garbage-not-deflate");
   EXPECT_EQ(apf_read(dir().c_str(), 3, 1, 1), 1);
   // The long line named no segment and was skipped; the root line after it still applied, its
   // three values in the root's order rx, ry, rz.

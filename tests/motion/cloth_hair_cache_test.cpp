@@ -4,32 +4,30 @@
 // and say why.
 #include "motion/cloth_hair_cache.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "agent/agent.h"
 #include "agent/mesh.h"
 #include "agent/nodes.h"
-#include "base/stream.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using scratch::stderr_of;
+using scratch::write_file;
+using testing::HasSubstr;
 
 std::string temp_dir(const std::string& name) {
   std::string dir = testing::TempDir() + "cache_" + name + "/";
-  fs::create_directories(dir);
+  std::filesystem::create_directories(dir);
   return dir;
-}
-
-void write_file(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
 }
 
 // An agent named as the render driver names it, standing at (10, 0, 0) this frame and at
@@ -111,9 +109,8 @@ TEST(ClothCache, MeshPiecesAndBrokenCaches) {
   skirt->geo = strdup("skirt.obj");
   write_file(dir + "skirt.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 1 1 0\nf 1 2 4 3\n");
   // A gzip cache is found when there is no plain one.
-  Stream* out = stream_open((dir + "walker_7.cloth1.2.cloth.gz").c_str(), "w", 1);
-  stream_printf(out, "space world\npoints 4\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n");
-  stream_close(out);
+  scratch::write_stream(dir + "walker_7.cloth1.2.cloth.gz",
+                        "space world\npoints 4\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n", 1);
   ASSERT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 2, 0), 1);
   ASSERT_NE(skirt->mesh, nullptr);
   EXPECT_EQ(skirt->mesh->polygon_count, 1);
@@ -130,31 +127,20 @@ TEST(ClothCache, MeshPiecesAndBrokenCaches) {
   };
   for (const Case& c : cases) {
     write_file(dir + "walker_7.cloth1.3.cloth", c.text);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 3, 0), 0) << c.text;
-    std::string messages = testing::internal::GetCapturedStderr();
-    EXPECT_NE(messages.find("walker_7.cloth1.3.cloth" + std::string(c.message)), std::string::npos)
-        << messages;
+    EXPECT_THAT(stderr_of([&] { EXPECT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 3, 0), 0); }),
+                HasSubstr("walker_7.cloth1.3.cloth" + std::string(c.message)));
     EXPECT_EQ(skirt->mesh, nullptr) << "a broken cache leaves the piece without geometry";
   }
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 9, 1), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find(
-                "walker_7.cloth1.9.cloth: no cloth cache for the frame"),
-            std::string::npos);
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 9, 1), 0); }),
+              HasSubstr("walker_7.cloth1.9.cloth: no cloth cache for the frame"));
   // A cut-short gzip cache.
   std::string whole;
   for (int i = 0; i < 4000; ++i) whole += std::to_string(i) + " 0 0\n";
-  out = stream_open((dir + "big.gz").c_str(), "w", 1);
-  stream_printf(out, "points 4000\n%s", whole.c_str());
-  stream_close(out);
-  std::ifstream in(dir + "big.gz", std::ios::binary);
-  std::string packed((std::istreambuf_iterator<char>(in)), {});
+  scratch::write_stream(dir + "big.gz", "points 4000\n" + whole, 1);
+  const std::string packed = scratch::read_file(dir + "big.gz");
   write_file(dir + "walker_7.cloth1.4.cloth.gz", packed.substr(0, packed.size() / 2));
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 4, 0), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("walker_7.cloth1.4.cloth.gz:"),
-            std::string::npos);
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(cloth_load_frame(agent, skirt, dir.c_str(), 4, 0), 0); }),
+              HasSubstr("walker_7.cloth1.4.cloth.gz:"));
   hordera::cloth_release(skirt);
   delete_agent_instance(agent);
 }
@@ -223,18 +209,13 @@ TEST(HairCache, GuidesGrowTaperedStrandsWithDensityClumpingAndBlur) {
 
   // A curve block cut short keeps the curves before it; no cache or no load builds nothing.
   write_file(dir + "walker_7.mane.9.hair", "curve 2\n0 0 0\n0 1 0\ncurve 4\n0 0 0\n");
-  testing::internal::CaptureStderr();
-  ASSERT_EQ(hair_load_frame(agent, hair, dir.c_str(), 9, 0), 1);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find(
-                "walker_7.mane.9.hair:5: file ends after 1 of 4 points"),
-            std::string::npos);
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(hair_load_frame(agent, hair, dir.c_str(), 9, 0), 1); }),
+              HasSubstr("walker_7.mane.9.hair:5: file ends after 1 of 4 points"));
   ASSERT_EQ(hair_build_render_geometry(agent, hair), 1);
   EXPECT_EQ(hair->mesh->point_count, 2 * 3 * 3);  // one guide of 3 resampled points, 2 strands
   EXPECT_EQ(hair->previous_points, nullptr);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(hair_load_frame(agent, hair, dir.c_str(), 10, 1), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("no hair cache for the frame"),
-            std::string::npos);
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(hair_load_frame(agent, hair, dir.c_str(), 10, 1), 0); }),
+              HasSubstr("no hair cache for the frame"));
   EXPECT_EQ(hair_build_render_geometry(agent, hair), 0);
   EXPECT_EQ(hair->mesh, nullptr);
   hordera::hair_release(hair);

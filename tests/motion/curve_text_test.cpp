@@ -3,35 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "base/stream.h"
 #include "motion/curve.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
 std::string temp_path(const std::string& name) {
-  return testing::TempDir() + "curve_text_" + name;
-}
-
-void write_file(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return scratch::temp_path("curve_text_" + name);
 }
 
 // Reads a block body from `text` (the lines after "curve"); returns the reader's result and the
 // next line left in the stream.
 int read_block(const std::string& text, Curve* curve, std::string* next_line = nullptr) {
   std::string path = temp_path("input.txt");
-  write_file(path, text);
+  scratch::write_file(path, text);
   Stream* stream = stream_open(path.c_str(), "r", 0);
   EXPECT_NE(stream, nullptr);
   int result = curve_read_text(stream, curve);
@@ -77,7 +65,7 @@ TEST(CurveText, WritesBothIndentationStyles) {
       "            curve\n                channel hip:rx\n                type spline1d\n"
       "                2 points\n" +
       keys + "            end curve\n";
-  EXPECT_EQ(read_file(path), expected);
+  EXPECT_EQ(scratch::read_file(path), expected);
   curve_free(curve);
   curve_free(bare);
 }

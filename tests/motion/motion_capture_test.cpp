@@ -4,12 +4,12 @@
 // must give a located message and never a crash.
 #include "motion/motion_capture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -18,10 +18,15 @@
 #include "base/stream.h"
 #include "motion/action.h"
 #include "sim/action_loading.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using scratch::read_file;
+using scratch::stderr_of;
+using scratch::write_file;
+using testing::HasSubstr;
 
 // --- our own column-vector matrices (world = M * local), independent of the engine's ---
 
@@ -204,13 +209,16 @@ std::string temp_dir(const std::string& name) {
   return dir;
 }
 
-void write_file(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
+// Puts key `key` of each curve of `action` on the agent's segment channels and poses it.
+void pose_from_keys(Agent* agent, Action* action, int key) {
+  for (Curve* c = action->curves; c; c = c->next) {
+    const std::string channel = c->points->channel;
+    const size_t colon = channel.find(':');
+    Segment* s = findSegment(agent, channel.substr(0, colon).c_str());
+    s->channels[std::string("txtytzrxryrz").find(channel.substr(colon + 1)) / 2] =
+        c->points->value[key];
+  }
+  agent_pose_from_channels(agent);
 }
 
 #define SKIP_WITHOUT_DATA()                                      \
@@ -226,9 +234,7 @@ TEST(AmcReadFrame, PosesTheWalkAsTheSkeletonAndClipSay) {
   const std::string amc = dir + "02_01.amc";
   Agent* walker = new_agent_instance(make_walker("walker"));
 
-  testing::internal::CaptureStderr();
-  ASSERT_EQ(amc_read_frame(walker, amc.c_str(), 1), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 1), 1); }), "");
   expect_pose(walker, kFrame1, "frame 1");
   ASSERT_EQ(amc_read_frame(walker, amc.c_str(), 100), 1);
   expect_pose(walker, kFrame100, "frame 100");
@@ -258,10 +264,9 @@ TEST(AmcReadFrame, PosesTheWalkAsTheSkeletonAndClipSay) {
   expect_pose(typed, kFrame100, "skeleton beside the agent file");
   delete_agent_instance(typed);
 
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(amc_read_frame(walker, (dir + "absent.amc").c_str(), 1), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "AMC file " + dir + "absent.amc could not be opened\n");
+  EXPECT_EQ(
+      stderr_of([&] { EXPECT_EQ(amc_read_frame(walker, (dir + "absent.amc").c_str(), 1), 0); }),
+      "AMC file " + dir + "absent.amc could not be opened\n");
   delete_agent_instance(walker);
 }
 
@@ -270,16 +275,11 @@ TEST(AmcImport, WholeGzipClipBecomesOneActionWithAKeyPerFrame) {
   // A gzip clip beside a skeleton of the same stem.
   std::string dir = temp_dir("import");
   fs::copy_file(data_dir() + "/12.asf", dir + "walk.asf", fs::copy_options::overwrite_existing);
-  std::string text = read_file(data_dir() + "/02_01.amc");
-  Stream* out = stream_open((dir + "walk.amc.gz").c_str(), "w", 1);
-  stream_write(out, text.data(), text.size());
-  stream_close(out);
+  scratch::write_stream(dir + "walk.amc.gz", read_file(data_dir() + "/02_01.amc"), 1);
 
   Agent* type = make_walker("importer");
   amc_sample_rate = 120;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, (dir + "walk.amc.gz").c_str()), 1);
-  testing::internal::GetCapturedStderr();
+  stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "walk.amc.gz").c_str()), 1); });
   amc_sample_rate = 1;
   Action* walk = findAction(type, "walk");
   ASSERT_NE(walk, nullptr);
@@ -299,15 +299,7 @@ TEST(AmcImport, WholeGzipClipBecomesOneActionWithAKeyPerFrame) {
 
   // Key 99 (frame 100) put on an agent gives the pose of frame 100.
   Agent* walker = new_agent_instance(type);
-  for (Curve* c = walk->curves; c; c = c->next) {
-    std::string channel = c->points->channel;
-    size_t colon = channel.find(':');
-    Segment* s = findSegment(walker, channel.substr(0, colon).c_str());
-    const char* names = "txtytzrxryrz";
-    int index = int(std::string(names).find(channel.substr(colon + 1))) / 2;
-    s->channels[index] = c->points->value[99];
-  }
-  agent_pose_from_channels(walker);
+  pose_from_keys(walker, walk, 99);
   expect_pose(walker, kFrame100, "imported frame 100");
   delete_agent_instance(walker);
 }
@@ -333,14 +325,12 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
              "2000000000\n"
              "ltibia 30\n");
   Agent* type = make_walker("broken");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, amc.c_str()), 1);
-  std::string messages = testing::internal::GetCapturedStderr();
+  std::string messages = stderr_of([&] { EXPECT_EQ(agent_import_action(type, amc.c_str()), 1); });
   for (const char* expected :
        {":3: bone values before the first frame number ignored",
         ":7: bone \"wing\" is not in the skeleton", ":8: bone \"lfemur\" has 2 values",
         ":11: bad value \"nan\" for bone \"ltibia\"", ":12: frame number 99999999999 out of range"})
-    EXPECT_NE(messages.find(amc + expected), std::string::npos) << expected << "\n" << messages;
+    EXPECT_THAT(messages, HasSubstr(amc + expected));
   // Three frames: a frame without a bone's line holds that bone's previous value.
   Curve* tibia = findCurve(findAction(type, "bad"), "ltibia:rx");
   ASSERT_NE(tibia, nullptr);
@@ -356,29 +346,23 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
   delete_agent_instance(walker);
 
   // A gzip file cut short keeps the frames before the damage.
-  std::string text = read_file(data_dir() + "/02_01.amc");
   std::string whole = dir + "whole.amc.gz";
-  Stream* out = stream_open(whole.c_str(), "w", 1);
-  stream_write(out, text.data(), text.size());
-  stream_close(out);
+  scratch::write_stream(whole, read_file(data_dir() + "/02_01.amc"), 1);
   std::string packed = read_file(whole);
   write_file(dir + "cut.amc.gz", packed.substr(0, packed.size() / 2));
   fs::copy_file(data_dir() + "/12.asf", dir + "cut.asf", fs::copy_options::overwrite_existing);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, (dir + "cut.amc.gz").c_str()), 1);
-  messages = testing::internal::GetCapturedStderr();
-  EXPECT_NE(messages.find("compressed data end early"), std::string::npos) << messages;
+  EXPECT_THAT(
+      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "cut.amc.gz").c_str()), 1); }),
+      HasSubstr("compressed data end early"));
   Curve* cut = findCurve(findAction(type, "cut"), "root:tx");
   ASSERT_NE(cut, nullptr);
   EXPECT_GT(cut->points->count, 10);
   EXPECT_LT(cut->points->count, 343);
 
   // A missing clip gives the system's own message.
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, (dir + "none.amc").c_str()), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("AMC file " + dir +
-                                                        "none.amc could not be opened\n"),
-            std::string::npos);
+  EXPECT_THAT(
+      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "none.amc").c_str()), 0); }),
+      HasSubstr("AMC file " + dir + "none.amc could not be opened\n"));
 }
 
 TEST(AsfReader, BrokenSkeletonItemsAreSkippedWithTheirLine) {
@@ -414,18 +398,16 @@ TEST(AsfReader, BrokenSkeletonItemsAreSkippedWithTheirLine) {
   write_file(dir + "odd.amc", "1\nroot 0 0 0 0 0 0\nshin 90\n");
   Agent* type = new_agent_type("odd");
   add_segment(type, "root", nullptr, {0, 0, 0});
-  Segment* shin = add_segment(type, "shin", type->segments, {0, 0, 0});
+  add_segment(type, "shin", type->segments, {0, 0, 0});
   Agent* agent = new_agent_instance(type);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(amc_read_frame(agent, (dir + "odd.amc").c_str(), 1), 1);
-  std::string messages = testing::internal::GetCapturedStderr();
+  std::string messages =
+      stderr_of([&] { EXPECT_EQ(amc_read_frame(agent, (dir + "odd.amc").c_str(), 1), 1); });
   for (const char* expected :
        {"odd.asf:6: direction needs three numbers", "odd.asf:14: unknown degree of freedom",
         "odd.asf:25: unknown bone \"arm\"", "odd.asf:26: bone \"shin\" cannot be its own"})
-    EXPECT_NE(messages.find(expected), std::string::npos) << expected << "\n" << messages;
+    EXPECT_THAT(messages, HasSubstr(expected));
   // shin turns 90 degrees about its own x axis, which the axis line turns onto the skeleton's
   // y axis: the segment's rotation is 90 degrees about y.
-  (void)shin;
   float m[16];
   agentSpace(findSegment(agent, "shin"), m);
   EXPECT_NEAR(m[0], 0, 1e-5);  // x goes to -z
@@ -469,13 +451,11 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
   Segment* hips = add_segment(type, "hips", nullptr, {0, 0, 0});
   add_segment(type, "spine", hips, {0, 1, 0});
   add_segment(type, "tail", hips, {0, -1, 0});
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, bvh.c_str()), 1);
-  std::string messages = testing::internal::GetCapturedStderr();
+  std::string messages = stderr_of([&] { EXPECT_EQ(agent_import_action(type, bvh.c_str()), 1); });
   for (const char* expected :
        {"hop.bvh:25: frame has 6 values, the hierarchy 10", "hop.bvh:27: bad value \"nan\"",
         "1000000000 frames declared, 2 read"})
-    EXPECT_NE(messages.find(expected), std::string::npos) << expected << "\n" << messages;
+    EXPECT_THAT(messages, HasSubstr(expected));
   Action* hop = findAction(type, "hop");
   ASSERT_NE(hop, nullptr);
   EXPECT_EQ(findCurve(hop, "tail:rx"), nullptr);
@@ -490,14 +470,7 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
   // Rx(90) takes y to z, then Rz(90) leaves z alone, so the spine's end (0, 1, 0) goes to
   // (0, 0, 1) from the spine's origin.
   Agent* agent = new_agent_instance(type);
-  for (Curve* c = hop->curves; c; c = c->next) {
-    std::string channel = c->points->channel;
-    size_t colon = channel.find(':');
-    Segment* s = findSegment(agent, channel.substr(0, colon).c_str());
-    int index = int(std::string("txtytzrxryrz").find(channel.substr(colon + 1))) / 2;
-    s->channels[index] = c->points->value[1];
-  }
-  agent_pose_from_channels(agent);
+  pose_from_keys(agent, hop, 1);
   float m[16];
   agentSpace(findSegment(agent, "spine"), m);
   // The hips turn 30 degrees about z and sit at (4, 5, 6); the spine starts at hips + Rz(30) *
@@ -520,10 +493,9 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
 
   // A hierarchy that cannot be read is refused with its line; nothing is added.
   write_file(dir + "open.bvh", "HIERARCHY\nROOT a\n{\n  OFFSET 0 0\n}\nMOTION\n");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(agent_import_action(type, (dir + "open.bvh").c_str()), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("open.bvh:4: OFFSET needs three numbers"),
-            std::string::npos);
+  EXPECT_THAT(
+      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "open.bvh").c_str()), 0); }),
+      HasSubstr("open.bvh:4: OFFSET needs three numbers"));
   EXPECT_EQ(findAction(type, "open"), nullptr);
 }
 

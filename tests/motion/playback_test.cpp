@@ -12,6 +12,7 @@
 #include "agent/agent.h"
 #include "motion/action.h"
 #include "motion/curve.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
@@ -129,28 +130,24 @@ TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
   EXPECT_EQ(getPlaybackInfo(agent_, -1, &name, &weight, &phase), 0u);
 }
 
-TEST_F(PlaybackTest, FreeSlotSearchTakesFirstFreeAndReportsExhaustion) {
-  Action* walk = add_action("walk");
-  make_agent();
-  play(0, walk, 0.0f, 1.0f);
-  EXPECT_EQ(playback_free_slot(agent_), &agent_->playbacks[1]);
-  for (int i = 0; i < 32; ++i) play(i, walk, 0.0f, 1.0f);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(playback_free_slot(agent_), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), " NO SPARE PLAYBACKS\n");
-}
-
-TEST_F(PlaybackTest, KickoffsReleaseSlotsOfRemovedActions) {
+TEST_F(PlaybackTest, FreeSlotsAndKickoffsOfRemovedActions) {
   Action* walk = add_action("walk");
   Action* run = add_action("run");
   make_agent();
   play(0, walk, 0.2f, 1.0f);
   play(1, run, 0.2f, 1.0f);
+  EXPECT_EQ(playback_free_slot(agent_), &agent_->playbacks[2]);  // the first free one
+  // Kickoffs release the slots of actions no longer in the list.
   deleteAction(run, type_);
   create_kickoffs(agent_);
   EXPECT_EQ(agent_->playbacks[0].state, 1u);
   EXPECT_EQ(agent_->playbacks[1].state, 0u);
   EXPECT_EQ(agent_->playbacks[1].action, nullptr);
+  EXPECT_EQ(playback_free_slot(agent_), &agent_->playbacks[1]);
+
+  for (int i = 0; i < 32; ++i) play(i, walk, 0.0f, 1.0f);
+  EXPECT_EQ(scratch::stderr_of([&] { EXPECT_EQ(playback_free_slot(agent_), nullptr); }),
+            " NO SPARE PLAYBACKS\n");
 }
 
 TEST_F(PlaybackTest, PhaseTakesHeaviestSlotOfItsTrack) {

@@ -8,7 +8,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -16,14 +15,13 @@
 #include "agent/mesh.h"
 #include "agent/nodes.h"
 #include "motion/apf_cache.h"
+#include "tests/support/files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
+using test_files::write_file;
 
 // A pose-cache block for an agent named "man" with its root moved along x and its arm turned
 // about z: root and arm lines in the default channel order rx ry rz tx ty tz.

@@ -2,14 +2,12 @@
 // agent's cloth and hair caches written by the test, the objects read back from the host's scene
 // database. Every expected point is worked out by hand from the cache files and the hair recipe of
 // docs/cloth-hair.md. The engine keeps process-wide state, so each scenario runs in a child.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +17,7 @@
 #include "host/render_session.h"
 #include "host/scene_names.h"
 #include "host/scene_view.h"
+#include "tests/support/files.h"
 #include "tests/support/plugin_scenario.h"
 
 namespace {
@@ -28,13 +27,17 @@ std::vector<int> list(std::span<const int> run) {
   return {run.begin(), run.end()};
 }
 
-using plugin_test::in_child;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+using plugin_test::expect_vector;
+using plugin_test::man;
+using plugin_test::names_of;
+using plugin_test::render_agents;
+using plugin_test::render_options;
+using test_files::write_file;
 
 namespace fs = std::filesystem;
-
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
 
 void write_gzip(const fs::path& path, const std::string& text) {
   gzFile out = gzopen(path.c_str(), "wb");
@@ -86,10 +89,12 @@ fs::path write_agent(const std::string& name) {
              "hair fur\ndensity 2\nvertices_number 3\nclump_ratio 1\nclump_rate 1\n"
              "root_radius 0.1\ntip_radius 0\nmaterial 0\n"
              "end object\n");
+  // Man 1 is turned 90 degrees about z and walks from x = 2 on frame 11 to x = 3 on frame 12.
   for (const char* frame : {"11", "12"})
     write_file(dir / (std::string("frame.") + frame + ".apf"),
-               "BEGIN man_1\nroot 0 0 0 0 0 0\n\nBEGIN man_2\nroot 0 0 0 0 0 0\n\n"
-               "BEGIN man_3\nroot 0 0 0 0 0 0\n\nBEGIN man_4\nroot 0 0 0 0 0 0\n");
+               std::string("BEGIN man_1\nroot 0 0 90 ") + (frame[1] == '1' ? "2" : "3") +
+                   " 0 0\n\nBEGIN man_2\nroot 0 0 0 0 0 0\n\n"
+                   "BEGIN man_3\nroot 0 0 0 0 0 0\n\nBEGIN man_4\nroot 0 0 0 0 0 0\n");
   const fs::path cache = dir / "cache";
   write_file(cache / "man_1.cape.12.cloth", cape_cache(0));
   write_file(cache / "man_1.cape.11.cloth", cape_cache(1));
@@ -110,69 +115,6 @@ fs::path write_agent(const std::string& name) {
   return dir;
 }
 
-host::StringOptions options(const char* pass, bool blur) {
-  host::StringOptions values;
-  values["render_pass"].kind = host::OptionValue::Kind::string;
-  values["render_pass"].text = pass;
-  values["motion_blur"].kind = host::OptionValue::Kind::boolean;
-  values["motion_blur"].boolean = blur;
-  return values;
-}
-
-host::SceneInstance instance(int id, const std::string& param_str) {
-  host::SceneInstance made;
-  made.name = "man_" + std::to_string(id) + "_inst";
-  made.id = id;
-  made.has_param_str = true;
-  made.param_str = param_str;
-  made.bbox_min = {-2, -2, -2};
-  made.bbox_max = {2, 2, 2};
-  return made;
-}
-
-// The objects each agent's assembly holds, in order, for one render.
-std::vector<std::vector<const host::ObjectData*>> render(
-    host::RenderSession& session, const host::StringOptions& settings,
-    const std::vector<host::SceneInstance>& instances) {
-  session.init_shader(&settings);
-  for (const host::SceneInstance& each : instances) session.call_geometry(each);
-  std::vector<std::vector<const host::ObjectData*>> agents;
-  for (const host::AssemblyRun& run : session.run_assemblies()) {
-    agents.emplace_back();
-    if (const host::InstanceGroupData* group = host::view_group(run.result)) {
-      for (miTag item : group->items)
-        if (const host::ObjectData* object = host::view_object(item))
-          agents.back().push_back(object);
-    } else if (const host::ObjectData* object = host::view_object(run.result)) {
-      agents.back().push_back(object);
-    }
-  }
-  return agents;
-}
-
-std::vector<std::string> names_of(const std::vector<const host::ObjectData*>& objects) {
-  std::vector<std::string> names;
-  for (const host::ObjectData* object : objects) names.push_back(object->name);
-  return names;
-}
-
-void expect_vector(const miVector& got, float x, float y, float z, const std::string& what) {
-  EXPECT_NEAR(got.x, x, 1e-5) << what;
-  EXPECT_NEAR(got.y, y, 1e-5) << what;
-  EXPECT_NEAR(got.z, z, 1e-5) << what;
-}
-
-// Starts a render session on the real plug-in; false (with a failure) when it cannot.
-bool start(std::unique_ptr<host::Plugin>& plugin, std::unique_ptr<host::RenderSession>& session) {
-  std::string error;
-  plugin = host::load_plugin(HORDERA_PLUGIN_PATH, &error);
-  EXPECT_TRUE(plugin) << error;
-  if (!plugin) return false;
-  session = std::make_unique<host::RenderSession>(*plugin);
-  EXPECT_TRUE(session->start(&error)) << error;
-  return true;
-}
-
 // The fur's strands as the recipe builds them: guide 0 resampled to (0, 1), (0, 2), (0, 3), guide
 // 1 to (2, 1), (2, 2), (2, 3) (x, y); strand 1 of each lies half way to the other guide at the
 // root, pulled back by s (clump ratio and rate 1): a quarter of the way at s = 0.5, none at the
@@ -184,19 +126,15 @@ const float strand_centres[4][3][2] = {{{0, 1}, {0, 2}, {0, 3}},
 
 TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
   const fs::path dir = write_agent("clothhair");
-  in_child([&] {
-    std::unique_ptr<host::Plugin> plugin;
-    std::unique_ptr<host::RenderSession> session;
-    ASSERT_TRUE(start(plugin, session));
+  plugin_test::in_render([&](host::Plugin&, host::RenderSession& session) {
     const std::string words = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string() +
                               " 12 cloth_path " + (dir / "cache").string() + " hair_path " +
                               (dir / "cache").string();
     testing::internal::CaptureStderr();
-    auto agents = render(*session, options("front", false), {instance(1, words)});
+    auto agents = render_agents(session, render_options("front", 0), {man(1, words)});
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(printed.find((dir / "cache").string()), std::string::npos) << printed;
-    for (const host::Message& message : host::messages())
-      EXPECT_NE(message.level, host::Level::error) << message.text;
+    EXPECT_THAT(printed, Not(HasSubstr((dir / "cache").string())));
+    EXPECT_EQ(plugin_test::message_texts(host::Level::error), std::vector<std::string>{});
     ASSERT_EQ(agents.size(), 1u);
     // The selector's choice (1.4 rounds to its cloth alternative), the cape, the fur; the
     // disabled piece and the selector's alternative are not drawn on their own.
@@ -210,13 +148,13 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
       EXPECT_FALSE(object->record.mbox_explicit) << object->name;
     }
 
-    // The cape: the cache's points (agent space; the pose cache places the root segment, so the
-    // agent's own matrix is the identity), its normals made unit length and negated, the grid's
-    // texture coordinates per corner.
+    // The cape: the cache's points in agent space, which follows the root segment: turned
+    // ((x, y) -> (-y, x)) and moved to x = 3; its normals made unit length and negated, the
+    // grid's texture coordinates per corner.
     const host::GroupData& cloth = objects[2]->groups.at(0);
     ASSERT_EQ(cloth.vectors.size(), 6u + 6u + 8u);
     for (int p = 0; p < 6; ++p) {
-      expect_vector(cloth.vectors[p], cape[p][0], cape[p][1], cape[p][2], "cape point");
+      expect_vector(cloth.vectors[p], 3 - cape[p][1], cape[p][0], cape[p][2], "cape point");
       expect_vector(cloth.vectors[6 + p], 0, 0, -1, "cape normal");
     }
     // Second quad: corners (0, 1), (0, 2), (1, 2), (1, 1) of the grid.
@@ -257,14 +195,13 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
       }
 
     // With motion blur (beauty: visible and casting shadows) the frame before's caches give the
-    // motion: the cape's point p moved by (0.1 p, 0.2, 0), the fur by 1 in z; the alternative's
-    // previous cache has 3 points for its 4, so it stands still.
+    // motion: the cape's point p moved by (0.1 p, 0.2, 0) in agent space, turned to (-0.2, 0.1 p,
+    // 0), plus the root's step of 1 along x; the fur by 1 in z; the alternative's previous cache
+    // has 3 points for its 4, so it stands still.
     testing::internal::CaptureStderr();
-    agents = render(*session, options("beauty", true), {instance(1, words)});
+    agents = render_agents(session, render_options("beauty", 1), {man(1, words)});
     const std::string blurred = testing::internal::GetCapturedStderr();
-    EXPECT_NE(blurred.find("man_1.alt.11.cloth: 3 points, the cloth's mesh has 4"),
-              std::string::npos)
-        << blurred;
+    EXPECT_THAT(blurred, HasSubstr("man_1.alt.11.cloth: 3 points, the cloth's mesh has 4"));
     ASSERT_EQ(agents.size(), 1u);
     ASSERT_EQ(names_of(agents[0]), (std::vector<std::string>{"body", "alt", "cape", "fur"}));
     for (const host::ObjectData* object : agents[0]) {
@@ -274,7 +211,7 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
     const host::GroupData& moving = agents[0][2]->groups.at(0);
     ASSERT_EQ(moving.vectors.size(), 6u + 6u + 8u + 6u);
     for (int p = 0; p < 6; ++p)
-      expect_vector(moving.vectors[20 + p], 0.1f * p, 0.2f, 0, "cape motion " + std::to_string(p));
+      expect_vector(moving.vectors[20 + p], 0.8f, 0.1f * p, 0, "cape motion " + std::to_string(p));
     EXPECT_EQ(list(moving.motions(moving.vertices.at(4))), std::vector<int>{20 + 1});
     const host::GroupData& still = agents[0][1]->groups.at(0);
     ASSERT_EQ(still.vectors.size(), 4u + 4u + 4u);
@@ -288,19 +225,16 @@ TEST(ClothHairRender, CapeAlternativeAndFurWithAndWithoutMotionBlur) {
 
 TEST(ClothHairRender, BrokenOrMissingCachesLeaveTheBodyAndNoOtherAgentsPieces) {
   const fs::path dir = write_agent("broken");
-  in_child([&] {
-    std::unique_ptr<host::Plugin> plugin;
-    std::unique_ptr<host::RenderSession> session;
-    ASSERT_TRUE(start(plugin, session));
+  plugin_test::in_render([&](host::Plugin&, host::RenderSession& session) {
     const std::string cache = (dir / "cache").string();
     const std::string base = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
     const std::string paths = " 12 cloth_path " + cache + " hair_path " + cache;
     // Agent 1 fills the type's pieces; agent 2's caches are broken, agent 3's missing; agent 4
     // names no cache directory at all. None draws another agent's pieces.
     testing::internal::CaptureStderr();
-    const auto agents = render(*session, options("beauty", false),
-                               {instance(1, base + paths), instance(2, base + paths),
-                                instance(3, base + paths), instance(4, base + " 12")});
+    const auto agents = render_agents(
+        session, render_options("beauty", 0),
+        {man(1, base + paths), man(2, base + paths), man(3, base + paths), man(4, base + " 12")});
     const std::string printed = testing::internal::GetCapturedStderr();
     ASSERT_EQ(agents.size(), 4u);
     EXPECT_EQ(names_of(agents[0]), (std::vector<std::string>{"body", "alt", "cape", "fur"}));
@@ -313,8 +247,8 @@ TEST(ClothHairRender, BrokenOrMissingCachesLeaveTheBodyAndNoOtherAgentsPieces) {
           cache + "/man_3.alt.12.cloth: no cloth cache for the frame\n",
           cache + "/man_3.cape.12.cloth: no cloth cache for the frame\n",
           cache + "/man_3.fur.12.hair: no hair cache for the frame\n"})
-      EXPECT_NE(printed.find(expected), std::string::npos) << expected << "in:\n" << printed;
-    EXPECT_EQ(printed.find("man_4"), std::string::npos) << printed;
+      EXPECT_THAT(printed, HasSubstr(expected));
+    EXPECT_THAT(printed, Not(HasSubstr("man_4")));
   });
 }
 

@@ -24,20 +24,10 @@
 namespace {
 
 using plugin_test::in_child;
+using plugin_test::in_render;
+using plugin_test::message_texts;
+using plugin_test::render_options;
 const auto load = plugin_test::load_built_plugin;
-
-host::StringOptions options(const char* pass, int blur) {
-  host::StringOptions values;
-  if (pass) {
-    values["render_pass"].kind = host::OptionValue::Kind::string;
-    values["render_pass"].text = pass;
-  }
-  if (blur >= 0) {
-    values["motion_blur"].kind = host::OptionValue::Kind::boolean;
-    values["motion_blur"].boolean = blur != 0;
-  }
-  return values;
-}
 
 host::SceneInstance agent(int id, const char* text) {
   host::SceneInstance instance;
@@ -50,13 +40,6 @@ host::SceneInstance agent(int id, const char* text) {
   return instance;
 }
 
-std::vector<std::string> texts(host::Level level) {
-  std::vector<std::string> found;
-  for (const host::Message& message : host::messages())
-    if (message.level == level) found.push_back(message.text);
-  return found;
-}
-
 size_t count(const std::string& text, const std::string& part) {
   size_t found = 0;
   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
@@ -64,17 +47,10 @@ size_t count(const std::string& text, const std::string& part) {
 }
 
 TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
-  in_child([] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
-    EXPECT_EQ(plugin->version(), 2);
-
+  in_render([](host::Plugin& plugin, host::RenderSession& session) {
     testing::internal::CaptureStderr();
-    const host::StringOptions first = options("beauty", 1);
-    const host::StringOptions second = options("night", 0);
+    const host::StringOptions first = render_options("beauty", 1);
+    const host::StringOptions second = render_options("night", 0);
     session.init_shader(&first);
     session.init_shader(&second);
     const std::string printed = testing::internal::GetCapturedStderr();
@@ -87,23 +63,18 @@ TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
                                                      "-->creating apf cache\n",
                                                      "-->resolve option: render_pass name=night",
                                                      "-->resolve option: motion_blur=0\n"};
-    EXPECT_EQ(texts(host::Level::debug), expected_debug);
+    EXPECT_EQ(message_texts(host::Level::debug), expected_debug);
     const std::vector<std::string> expected_info(2, "-->hordera_mray_init() without paras\n");
-    EXPECT_EQ(texts(host::Level::info), expected_info);
+    EXPECT_EQ(message_texts(host::Level::info), expected_info);
     EXPECT_EQ(host::shader_interface_objects_held(), 0);
-    EXPECT_EQ(plugin->version(), 2);
+    EXPECT_EQ(plugin.version(), 2);
   });
 }
 
 TEST(EntryPoints, InstanceInitAndMissingOptions) {
-  in_child([] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
-    const host::StringOptions none = options(nullptr, -1);
+    const host::StringOptions none = render_options(nullptr, -1);
     session.init_shader(&none);
     host::clear_messages();
     const size_t held = host::memory_in_use().size();
@@ -122,22 +93,18 @@ TEST(EntryPoints, InstanceInitAndMissingOptions) {
     const std::vector<std::string> expected = {"-->creating apf cache\n",
                                                "-->resolve option: render_pass name=(null)",
                                                "-->resolve option: motion_blur=0\n"};
-    EXPECT_EQ(texts(host::Level::debug), expected);
+    EXPECT_EQ(message_texts(host::Level::debug), expected);
 
     // A state without options resolves nothing.
     host::clear_messages();
     session.init_shader(nullptr);
-    EXPECT_EQ(texts(host::Level::debug), std::vector<std::string>{"-->creating apf cache\n"});
+    EXPECT_EQ(message_texts(host::Level::debug),
+              std::vector<std::string>{"-->creating apf cache\n"});
   });
 }
 
 TEST(EntryPoints, GeometryShaderDeclaresTheAgentsAssembly) {
-  in_child([] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
     session.init_shader(nullptr);
     host::clear_messages();
@@ -150,12 +117,9 @@ TEST(EntryPoints, GeometryShaderDeclaresTheAgentsAssembly) {
     EXPECT_EQ(result, declared[0].tag);
     EXPECT_EQ(host::db_data(result) != nullptr, true);
     const miAssembly& box = declared[0].record;
-    EXPECT_EQ(box.bbox_min.x, seven.bbox_min.x);
-    EXPECT_EQ(box.bbox_min.y, seven.bbox_min.y);
-    EXPECT_EQ(box.bbox_min.z, seven.bbox_min.z);
-    EXPECT_EQ(box.bbox_max.x, seven.bbox_max.x);
-    EXPECT_EQ(box.bbox_max.y, seven.bbox_max.y);
-    EXPECT_EQ(box.bbox_max.z, seven.bbox_max.z);
+    for (const auto& [got, given] :
+         {std::pair{box.bbox_min, seven.bbox_min}, {box.bbox_max, seven.bbox_max}})
+      EXPECT_TRUE(got.x == given.x && got.y == given.y && got.z == given.z);
     // The parameter string element was read and released again.
     for (miTag tag = 1; tag <= static_cast<miTag>(host::db_count()); ++tag)
       EXPECT_EQ(host::db_pins(tag), 0) << "tag " << tag;
@@ -171,15 +135,15 @@ TEST(EntryPoints, GeometryShaderDeclaresTheAgentsAssembly) {
     EXPECT_EQ(runs[0].result, miNULLTAG);
     const std::vector<std::string> expected_info = {"-->hordera_mray()\n", "-->hordera_mray()\n",
                                                     "-->asm_exec()\n", "-->asm_free_args()\n"};
-    EXPECT_EQ(texts(host::Level::info), expected_info);
+    EXPECT_EQ(message_texts(host::Level::info), expected_info);
     // The agent file does not exist: the driver reports it with the lock taken (and kept).
     const std::vector<std::string> expected_debug = {
         "-->before locking agent7\n", "-->after locking agent7\n", "-->mray_args_free()\n",
         "-->finished asm_exec()\n"};
-    EXPECT_EQ(texts(host::Level::debug), expected_debug);
+    EXPECT_EQ(message_texts(host::Level::debug), expected_debug);
     const std::vector<std::string> expected_error = {
         "-->horderaMray: /a/man.cdl cannot be loaded."};
-    EXPECT_EQ(texts(host::Level::error), expected_error);
+    EXPECT_EQ(message_texts(host::Level::error), expected_error);
     // Everything the plug-in took from renderer memory has been given back.
     for (const host::MemoryBlock& block : host::memory_in_use())
       ADD_FAILURE() << "still held: " << block.file << ":" << block.line;
@@ -188,12 +152,7 @@ TEST(EntryPoints, GeometryShaderDeclaresTheAgentsAssembly) {
 }
 
 TEST(EntryPoints, PhenomenonParametersComeFromTheInterfaceWhenConnected) {
-  in_child([] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
     HorderaMrayParameters interface_values{};
     interface_values.id = 9;
@@ -212,18 +171,13 @@ TEST(EntryPoints, PhenomenonParametersComeFromTheInterfaceWhenConnected) {
 }
 
 TEST(EntryPoints, MissingCdlFileIsReportedByTheDriver) {
-  in_child([] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
     session.call_geometry(agent(4, "lonely.cdl"));
     session.run_assemblies();
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_EQ(count(printed, "not enough parameters\n"), 1u);
-    EXPECT_EQ(texts(host::Level::error),
+    EXPECT_EQ(message_texts(host::Level::error),
               std::vector<std::string>{
                   "-->horderaMray: .cdl file name is missing from parameter string.\n"});
     EXPECT_TRUE(host::memory_in_use().empty());
@@ -253,7 +207,7 @@ TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
     ASSERT_EQ(host::assemblies().size(), 1u);
     EXPECT_EQ(host::assemblies()[0].name, "asm_0");
     EXPECT_EQ(result, host::assemblies()[0].tag);
-    EXPECT_EQ(texts(host::Level::info), std::vector<std::string>{"-->hordera_mray()\n"});
+    EXPECT_EQ(message_texts(host::Level::info), std::vector<std::string>{"-->hordera_mray()\n"});
     auto* args = reinterpret_cast<MrayArgs*>(host::assemblies()[0].record.arguments.p);
     ASSERT_NE(args, nullptr);
     EXPECT_STREQ(args->param_str, "a.cdl x.apf 1");

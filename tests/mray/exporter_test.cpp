@@ -1,5 +1,5 @@
-// The exporter's instance blocks: exact text of a two-agent scene in both forms, the motion word
-// of every output kind, and the agent box.
+// The exporter's instance blocks: exact text of a two-agent scene in both forms, read back by the
+// host's scene reader, the motion word of every output kind, and the agent box.
 #include "mray/exporter.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +9,10 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "agent/agent.h"
+#include "host/scene_reader.h"
 #include "sim/scene_setup.h"
 
 namespace {
@@ -98,7 +100,21 @@ TEST_F(ExporterTest, TwoAgentSceneUnpackaged) {
             "0.500000 1.500000 2.500000", "1.500000 2.500000 3.500000") +
       block("woman.3", 3, "/abs/woman.cdl /sim/out/frame.7.apf.gz 7 cloth_path /cloth",
             "10.000000 0.000000 0.000000", "10.000000 1.750000 0.000000");
-  EXPECT_EQ(export_text(&render, 7, 0), expected);
+  const std::string text = export_text(&render, 7, 0);
+  EXPECT_EQ(text, expected);
+  // The host's scene reader takes the blocks back as written.
+  host::Scene scene;
+  host::read_scene_text(text, "exported.mi", &scene);
+  EXPECT_EQ(scene.errors, std::vector<std::string>{});
+  ASSERT_EQ(scene.instances.size(), 2u);
+  EXPECT_EQ(scene.instances[0].param_str,
+            scene_ + "/agents/man.cdl /sim/out/frame.7.apf.gz 7 speed 2");
+  const host::SceneInstance& woman = scene.instances[1];
+  EXPECT_EQ(woman.name, "woman.3_inst");
+  EXPECT_EQ(woman.id, 3);
+  EXPECT_EQ(woman.param_str, "/abs/woman.cdl /sim/out/frame.7.apf.gz 7 cloth_path /cloth");
+  EXPECT_EQ(woman.bbox_min.x, 10.0f);
+  EXPECT_EQ(woman.bbox_max.y, 1.75f);
   // The record's second alternative, a directory ending in '/', and kind 2.
   render.use_alternate = 1;
   render.output_kind = 2;

@@ -65,19 +65,40 @@ TEST_F(ParameterString, PoseCacheNamesAreRecognisedByTheirEnding) {
   EXPECT_FALSE(mray::is_apf_file_name("walk.amc"));
   // Only the first ".apf" counts: here it is followed by more than ".apf".
   EXPECT_FALSE(mray::is_apf_file_name("a.apf.d/frame.1.apf"));
-
-  parse("a.cdl x.apf.bak 3");
-  EXPECT_STREQ(args_.motion_file, "x.apf.bak");
-  EXPECT_EQ(args_.apf_file, nullptr);
 }
 
-TEST_F(ParameterString, GzipPoseCacheIsAnApfFile) {
-  parse("a.cdl x.apf.gz 4");
-  EXPECT_STREQ(args_.apf_file, "x.apf.gz");
-  EXPECT_EQ(args_.motion_file, nullptr);
-  EXPECT_EQ(args_.frame, 4);
-  EXPECT_EQ(args_.pair_count, 0);
-  EXPECT_EQ(args_.pairs, nullptr);
+// How the words fall: the agent file, a pose cache or else a motion file, the frame, the pairs.
+TEST_F(ParameterString, WordsFallIntoFilesFrameAndPairs) {
+  const struct {
+    const char* text;
+    const char* cdl;
+    const char* apf;
+    const char* motion;
+    int frame;
+    int pairs;
+  } cases[] = {
+      {"a.cdl x.apf.gz 4", "a.cdl", "x.apf.gz", nullptr, 4, 0},
+      {"a.cdl x.apf.bak 3", "a.cdl", nullptr, "x.apf.bak", 3, 0},
+      {"a.cdl b.amc", "a.cdl", nullptr, "b.amc", 1, 0},  // two words keep frame 1
+      // A leading blank makes an empty first word, and "x.apf" is read as a frame number; four
+      // words counted, so "5" is a dangling name and there are no pair records.
+      {" a.cdl x.apf 5", "", nullptr, "a.cdl", 0, 0},
+      {"a.cdl x.apf 2 speed", "a.cdl", "x.apf", nullptr, 2, 0},
+      {"a.cdl x.apf 2 speed 3 height", "a.cdl", "x.apf", nullptr, 2, 1},  // "height" dropped
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    if (&c != cases) TearDown();  // gives the previous case's strings back
+    EXPECT_EQ(parse(c.text), "");
+    EXPECT_STREQ(args_.cdl_file, c.cdl);
+    EXPECT_STREQ(args_.apf_file, c.apf);
+    EXPECT_STREQ(args_.motion_file, c.motion);
+    EXPECT_EQ(args_.frame, c.frame);
+    ASSERT_EQ(args_.pair_count, c.pairs);
+    EXPECT_EQ(args_.pairs == nullptr, c.pairs == 0);
+  }
+  EXPECT_STREQ(args_.pairs[0].name, "speed");
+  EXPECT_FLOAT_EQ(args_.pairs[0].number, 3.0f);
 }
 
 TEST_F(ParameterString, ValuesAreNumbersOnlyWhenTheyStartLikeOne) {
@@ -114,36 +135,6 @@ TEST_F(ParameterString, TooFewWordsLeaveTheRecordAlone) {
     EXPECT_EQ(args_.frame, 1);
     EXPECT_EQ(args_.pairs, nullptr);
   }
-}
-
-TEST_F(ParameterString, TwoWordsKeepFrameOne) {
-  EXPECT_EQ(parse("a.cdl b.amc"), "");
-  EXPECT_STREQ(args_.cdl_file, "a.cdl");
-  EXPECT_STREQ(args_.motion_file, "b.amc");
-  EXPECT_EQ(args_.frame, 1);
-  EXPECT_EQ(args_.pair_count, 0);
-}
-
-TEST_F(ParameterString, LeadingBlankMakesAnEmptyFirstWord) {
-  parse(" a.cdl x.apf 5");
-  EXPECT_STREQ(args_.cdl_file, "");
-  EXPECT_STREQ(args_.motion_file, "a.cdl");
-  EXPECT_EQ(args_.frame, 0);  // "x.apf" read as a number
-  // Four words counted, so no pair records; "5" is a dangling name.
-  EXPECT_EQ(args_.pair_count, 0);
-}
-
-TEST_F(ParameterString, DanglingLastNameIsDropped) {
-  // Four words: no pair records at all.
-  parse("a.cdl x.apf 2 speed");
-  EXPECT_EQ(args_.pair_count, 0);
-  EXPECT_EQ(args_.pairs, nullptr);
-  TearDown();
-  // Six words: one record, the last name has none.
-  parse("a.cdl x.apf 2 speed 3 height");
-  ASSERT_EQ(args_.pair_count, 1);
-  EXPECT_STREQ(args_.pairs[0].name, "speed");
-  EXPECT_FLOAT_EQ(args_.pairs[0].number, 3.0f);
 }
 
 TEST_F(ParameterString, OverlongNameIsCutToItsBuffer) {

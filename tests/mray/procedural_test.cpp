@@ -1,15 +1,13 @@
 // The RenderMan procedural: its parameter string and options, and what Subdivide emits through
 // the host's Ri functions, read back with a RIB reader of the tests' own.
 #include <dlfcn.h>
-#include <elf.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -26,6 +24,9 @@
 #include "tests/support/walker_fixture.h"
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace fs = std::filesystem;
 
@@ -69,13 +70,7 @@ int count_of(const std::string& text, const std::string& what) {
   return count;
 }
 
-void expect_numbers(const std::vector<double>& expected, const rib_test::Value* value,
-                    const char* what) {
-  ASSERT_NE(value, nullptr) << what;
-  ASSERT_EQ(expected.size(), value->numbers.size()) << what;
-  for (size_t i = 0; i < expected.size(); ++i)
-    EXPECT_NEAR(expected[i], value->numbers[i], 1e-5) << what << " [" << i << "]";
-}
+using rib_test::expect_numbers;
 
 // Kept first: the warning is once per process, and later tests name passes.
 TEST(Procedural, RenderPassWarningComesOnceForManyAgents) {
@@ -168,15 +163,14 @@ TEST(Procedural, OptionsReaderTakesAllOrNothing) {
   }
 
   mray::RibOptions environment;
-  ::setenv("HORDERA_RMAN_FLIPV", "1", 1);
-  mray::read_rib_environment(&environment);
-  EXPECT_TRUE(environment.flip_v);
-  ::setenv("HORDERA_RMAN_FLIPV", "0", 1);
-  mray::read_rib_environment(&environment);
-  EXPECT_FALSE(environment.flip_v);
-  ::unsetenv("HORDERA_RMAN_FLIPV");
-  mray::read_rib_environment(&environment);
-  EXPECT_FALSE(environment.flip_v);
+  for (const char* flip : {"1", "0", static_cast<const char*>(nullptr)}) {
+    if (flip)
+      ::setenv("HORDERA_RMAN_FLIPV", flip, 1);
+    else
+      ::unsetenv("HORDERA_RMAN_FLIPV");
+    mray::read_rib_environment(&environment);
+    EXPECT_EQ(environment.flip_v, flip != nullptr && *flip == '1') << (flip ? flip : "unset");
+  }
 
   // The previous frame's cache sits in the same directory, whatever dots the path holds.
   EXPECT_EQ("/s/frame.4.apf", mray::previous_apf_file("/s/frame.5.apf", 5));
@@ -188,7 +182,7 @@ TEST(Procedural, EmitsThePosedAgentWithItsMaterialMotionAndRestPose) {
   const std::string blurred =
       subdivide(walker_string(12, " speed 2 options motion_blur 1 rib_comments 1"));
   const std::string cdl = (fixture_directory() / "walker.cdl").string();
-  EXPECT_NE(std::string::npos, blurred.find("# Agent: walker_12\n# CDL: " + cdl + "\n"));
+  EXPECT_THAT(blurred, HasSubstr("# Agent: walker_12\n# CDL: " + cdl + "\n"));
   const std::vector<rib_test::Request> requests = rib_test::parse_rib(blurred);
 
   const auto declares = rib_test::find_requests(requests, "Declare");
@@ -232,7 +226,7 @@ TEST(Procedural, EmitsThePosedAgentWithItsMaterialMotionAndRestPose) {
 
   // Without comments and with velocity: one mesh carrying the step from frame 4 to 5.
   const std::string moving = subdivide(walker_string(12, " options rib_comments 0 velocity 1"));
-  EXPECT_EQ(std::string::npos, moving.find("# Agent"));
+  EXPECT_THAT(moving, Not(HasSubstr("# Agent")));
   const std::vector<rib_test::Request> velocity = rib_test::parse_rib(moving);
   EXPECT_TRUE(rib_test::find_requests(velocity, "MotionBegin").empty());
   const auto meshes = rib_test::find_requests(velocity, "PointsPolygons");
@@ -298,38 +292,6 @@ TEST(Procedural, NothingIsEmittedForAnUnloadableAgentOrMissingRiFunctions) {
   EXPECT_EQ("", rib);
   EXPECT_EQ(1, count_of(errors, "RiPointsPolygonsV")) << errors;
   EXPECT_NE("", subdivide(walker_string(12)));
-}
-
-// Undefined names in the plug-in's dynamic symbol table: what it needs from the loading process.
-std::vector<std::string> undefined_dynamic_symbols(const char* path) {
-  std::ifstream in(path, std::ios::binary);
-  const std::vector<char> image((std::istreambuf_iterator<char>(in)),
-                                std::istreambuf_iterator<char>());
-  std::vector<std::string> names;
-  Elf64_Ehdr header;
-  if (image.size() < sizeof header) return names;
-  std::memcpy(&header, image.data(), sizeof header);
-  for (int s = 0; s < header.e_shnum; ++s) {
-    Elf64_Shdr section;
-    std::memcpy(&section, image.data() + header.e_shoff + s * sizeof section, sizeof section);
-    if (section.sh_type != SHT_DYNSYM) continue;
-    Elf64_Shdr strings;
-    std::memcpy(&strings, image.data() + header.e_shoff + section.sh_link * sizeof strings,
-                sizeof strings);
-    for (size_t i = 0; i < section.sh_size / sizeof(Elf64_Sym); ++i) {
-      Elf64_Sym symbol;
-      std::memcpy(&symbol, image.data() + section.sh_offset + i * sizeof symbol, sizeof symbol);
-      if (symbol.st_shndx == SHN_UNDEF && symbol.st_name != 0)
-        names.push_back(image.data() + strings.sh_offset + symbol.st_name);
-    }
-  }
-  return names;
-}
-
-TEST(Procedural, PluginNeedsNoRiFunctionToLoad) {
-  const std::vector<std::string> needed = undefined_dynamic_symbols(HORDERA_PLUGIN_PATH);
-  ASSERT_FALSE(needed.empty());  // the C library at least
-  for (const std::string& name : needed) EXPECT_NE(0u, name.rfind("Ri", 0)) << name;
 }
 
 TEST(Procedural, ShaderDescriptionsBecomeTypedRenderManCalls) {

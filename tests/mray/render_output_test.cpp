@@ -4,12 +4,12 @@
 // process-wide state, so every scenario runs in a child process. Fixtures (agent file, meshes,
 // weights, pose caches) are written by the tests; expected values are worked out by hand from them.
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,7 +24,9 @@
 #include "mray/object_output.h"
 #include "mray/renderer_functions.h"
 #include "mray/shader_call.h"
+#include "tests/support/files.h"
 #include "tests/support/plugin_scenario.h"
+#include "tests/support/skin_shader.h"
 
 namespace {
 
@@ -33,14 +35,17 @@ std::vector<int> list(std::span<const int> run) {
   return {run.begin(), run.end()};
 }
 
-using plugin_test::in_child;
-const auto load = plugin_test::load_built_plugin;
+using ::testing::HasSubstr;
+
+using plugin_test::expect_vector;
+using plugin_test::in_render;
+using plugin_test::man;
+using plugin_test::message_texts;
+using plugin_test::names_of;
+using plugin_test::objects_of;
+using test_files::write_file;
 
 namespace fs = std::filesystem;
-
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
 
 // A man: root and an arm one unit above it, a skinned body of two quads (normals and texture
 // coordinates), a prop carried by the arm, a selector of three alternatives with value 1.6, a
@@ -88,28 +93,6 @@ fs::path write_agent(const std::string& name) {
   return dir;
 }
 
-host::StringOptions options(const char* pass, bool blur) {
-  host::StringOptions values;
-  if (pass) {
-    values["render_pass"].kind = host::OptionValue::Kind::string;
-    values["render_pass"].text = pass;
-  }
-  values["motion_blur"].kind = host::OptionValue::Kind::boolean;
-  values["motion_blur"].boolean = blur;
-  return values;
-}
-
-host::SceneInstance instance(int id, const std::string& param_str) {
-  host::SceneInstance made;
-  made.name = "man_" + std::to_string(id) + "_inst";
-  made.id = id;
-  made.has_param_str = true;
-  made.param_str = param_str;
-  made.bbox_min = {-2, -2, -2};
-  made.bbox_max = {2, 2, 2};
-  return made;
-}
-
 // Renders the instances in one render with these options; returns each assembly's result.
 std::vector<miTag> render(host::RenderSession& session, const host::StringOptions& settings,
                           const std::vector<host::SceneInstance>& instances) {
@@ -120,34 +103,10 @@ std::vector<miTag> render(host::RenderSession& session, const host::StringOption
   return results;
 }
 
-// The objects an assembly's result holds, in order.
-std::vector<const host::ObjectData*> objects_of(miTag result) {
-  std::vector<const host::ObjectData*> found;
-  if (const host::InstanceGroupData* group = host::view_group(result)) {
-    for (miTag item : group->items)
-      if (const host::ObjectData* object = host::view_object(item)) found.push_back(object);
-  } else if (const host::ObjectData* object = host::view_object(result)) {
-    found.push_back(object);
-  }
-  return found;
-}
-
-std::vector<std::string> names_of(const std::vector<const host::ObjectData*>& objects) {
-  std::vector<std::string> names;
-  for (const host::ObjectData* object : objects) names.push_back(object->name);
-  return names;
-}
-
 miTag named(const std::string& name) {
   const auto names = host::view_names();
   const auto found = names.find(name);
   return found == names.end() ? miNULLTAG : found->second;
-}
-
-void expect_vector(const miVector& got, float x, float y, float z, const std::string& what) {
-  EXPECT_NEAR(got.x, x, 1e-5) << what;
-  EXPECT_NEAR(got.y, y, 1e-5) << what;
-  EXPECT_NEAR(got.z, z, 1e-5) << what;
 }
 
 std::vector<double> numbers_of(const host::CallData& call, const std::string& parameter) {
@@ -158,21 +117,15 @@ std::vector<double> numbers_of(const host::CallData& call, const std::string& pa
 
 TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
   const fs::path dir = write_agent("beauty");
-  in_child([&] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([&](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
     const std::string files = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
     const std::vector<miTag> results =
-        render(session, options("beauty", true),
-               {instance(1, files + " 12"), instance(2, files + " 12 red 0.5")});
+        render(session, plugin_test::render_options("beauty", 1),
+               {man(1, files + " 12"), man(2, files + " 12 red 0.5")});
     testing::internal::GetCapturedStderr();
     ASSERT_EQ(results.size(), 2u);
-    for (const host::Message& message : host::messages())
-      EXPECT_NE(message.level, host::Level::error) << message.text;
+    EXPECT_EQ(message_texts(host::Level::error), std::vector<std::string>{});
 
     // Objects in order: skinned body, the prop carried by the arm, the selector's third choice.
     const auto first = objects_of(results[0]);
@@ -254,18 +207,13 @@ TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
 
 TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
   const fs::path dir = write_agent("passes");
-  in_child([&] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([&](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
     const std::string words = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
 
     // Matte (flags 7): not opaque, the one matte shader, the displacement still made.
-    std::vector<miTag> results = render(session, options("night", false),
-                                        {instance(1, words + " 12"), instance(2, words + " 12")});
+    std::vector<miTag> results = render(session, plugin_test::render_options("night", 0),
+                                        {man(1, words + " 12"), man(2, words + " 12")});
     ASSERT_EQ(results.size(), 2u);
     EXPECT_EQ(host::view_variables()["hordera_matte_shader"], "true");
     EXPECT_EQ(host::view_declarations().count("hordera_matte"), 1u);
@@ -290,7 +238,7 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     EXPECT_FALSE(night[0]->record.mbox_explicit);
 
     // Visible but casting no shadow (flags 1).
-    results = render(session, options("front", false), {instance(3, words + " 12")});
+    results = render(session, plugin_test::render_options("front", 0), {man(3, words + " 12")});
     const auto front = objects_of(results.at(0));
     ASSERT_FALSE(front.empty());
     EXPECT_EQ(front[0]->record.visible, 2);
@@ -298,8 +246,8 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
 
     // Matte alone (flags 4) does not take part; nor does a pass the agent file never names.
     host::clear_messages();
-    results = render(session, options("hidden", false),
-                     {instance(4, words + " 12"), instance(5, words + " 12")});
+    results = render(session, plugin_test::render_options("hidden", 0),
+                     {man(4, words + " 12"), man(5, words + " 12")});
     EXPECT_EQ(results, (std::vector<miTag>{miNULLTAG, miNULLTAG}));
     EXPECT_EQ(named("mat_4_0"), miNULLTAG);
     int unlocked = 0;
@@ -308,7 +256,7 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     EXPECT_EQ(unlocked, 1);
 
     // No pass: materials are still made, objects use "default_mtl" and are visible.
-    results = render(session, options(nullptr, false), {instance(6, words + " 12")});
+    results = render(session, plugin_test::render_options(nullptr, 0), {man(6, words + " 12")});
     EXPECT_NE(named("mat_6_0"), miNULLTAG);
     const auto passless = objects_of(results.at(0));
     ASSERT_EQ(passless.size(), 3u);
@@ -323,50 +271,27 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
   });
 }
 
-TEST(AgentOutput, BadFilesAreReportedAndTheAgentIsSkippedOrDrawnFromWhatWasRead) {
+TEST(AgentOutput, MissingPoseCachesAreReportedAndTheAgentIsDrawnInThePoseItHas) {
   const fs::path dir = write_agent("bad");
-  in_child([&] {
-    auto plugin = load();
-    ASSERT_TRUE(plugin);
-    host::RenderSession session(*plugin);
-    std::string error;
-    ASSERT_TRUE(session.start(&error)) << error;
+  in_render([&](host::Plugin&, host::RenderSession& session) {
     const std::string cdl = (dir / "man.cdl").string();
 
     // A pose cache that is missing, and one that has no record for agent 7: a warning each,
     // and the agent drawn in the pose it has (here its rest pose).
     testing::internal::CaptureStderr();
-    std::vector<miTag> results =
-        render(session, options("beauty", false),
-               {instance(1, cdl + " " + (dir / "frame.99.apf").string() + " 99"),
-                instance(7, cdl + " " + (dir / "frame.12.apf").string() + " 12")});
+    const std::vector<miTag> results =
+        render(session, plugin_test::render_options("beauty", 0),
+               {man(1, cdl + " " + (dir / "frame.99.apf").string() + " 99"),
+                man(7, cdl + " " + (dir / "frame.12.apf").string() + " 12")});
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_NE(
-        printed.find("Warning: Couldn't find APF file " + (dir / "frame.99.apf").string() + "\n"),
-        std::string::npos)
-        << printed;
-    EXPECT_NE(
-        printed.find("Warning: Couldn't find APF file " + (dir / "frame.12.apf").string() + "\n"),
-        std::string::npos)
-        << printed;
+    EXPECT_THAT(printed, HasSubstr("Warning: Couldn't find APF file " +
+                                   (dir / "frame.99.apf").string() + "\n"));
+    EXPECT_THAT(printed, HasSubstr("Warning: Couldn't find APF file " +
+                                   (dir / "frame.12.apf").string() + "\n"));
     ASSERT_EQ(results.size(), 2u);
     const auto rest = objects_of(results[1]);
     ASSERT_FALSE(rest.empty());
     expect_vector(rest[0]->groups.at(0).vectors[5], 1, 2, 0, "rest point 5");
-
-    // An agent file that cannot be read: nothing made, the file named, and the renderer's lock
-    // left with the driver as existing scenes expect.
-    host::clear_messages();
-    testing::internal::CaptureStderr();
-    const std::string missing = (dir / "nobody.cdl").string();
-    results = render(session, options("beauty", false), {instance(8, missing + " x.apf 1")});
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(results, std::vector<miTag>{miNULLTAG});
-    std::vector<std::string> errors;
-    for (const host::Message& message : host::messages())
-      if (message.level == host::Level::error) errors.push_back(message.text);
-    EXPECT_EQ(errors,
-              std::vector<std::string>{"-->horderaMray: " + missing + " cannot be loaded."});
   });
 }
 
@@ -384,43 +309,13 @@ const host::ParameterData* parameter(const host::CallData* call, const std::stri
   return nullptr;
 }
 
-std::vector<std::string> debug_texts() {
-  std::vector<std::string> found;
-  for (const host::Message& message : host::messages())
-    if (message.level == host::Level::debug) found.push_back(message.text);
-  return found;
-}
-
-char* copy(const char* text) {
-  return mi_mem_int_strdup("test", __LINE__, text);
-}
-
-// Declares the shader "skin" with one parameter of each kind the test hands over.
-void declare_skin() {
-  const struct {
-    miParam_type type;
-    const char* name;
-  } declared[] = {{miTYPE_SHADER, "base"},     {miTYPE_COLOR, "tint"},   {miTYPE_BOOLEAN, "on"},
-                  {miTYPE_INTEGER, "count"},   {miTYPE_SCALAR, "gain"},  {miTYPE_STRING, "label"},
-                  {miTYPE_SCALAR_TEX, "bump"}, {miTYPE_ARRAY, "lights"}, {miTYPE_SCALAR, "odd"}};
-  miParameter* list = nullptr;
-  for (const auto& each : declared) {
-    miParameter* parameter = mi_api_parameter_decl(each.type, copy(each.name), 0);
-    if (each.type == miTYPE_ARRAY)
-      mi_api_parameter_child(parameter, mi_api_parameter_decl(miTYPE_SHADER, nullptr, 0));
-    list = list ? mi_api_parameter_append(list, parameter) : parameter;
-  }
-  mi_api_funcdecl_begin(mi_api_parameter_decl(miTYPE_COLOR, nullptr, 0), copy("skin"), list);
-  mi_api_funcdecl_end();
-}
-
 TEST(ShaderCall, EveryTypeCodeIsHandedOverAsTheRendererTakesIt) {
-  in_child([] {
+  plugin_test::in_child([] {
     use_own_front_end();
-    declare_skin();
+    support::declare_skin_shader();
     for (const char* light : {"key", "fill"}) {
-      mi_api_function_call(copy("mib_illum_phong"));
-      mi_api_shader_add(copy(light), mi_api_function_call_end(miNULLTAG));
+      mi_api_function_call(support::renderer_copy("mib_illum_phong"));
+      mi_api_shader_add(support::renderer_copy(light), mi_api_function_call_end(miNULLTAG));
     }
     const char* description =
         "\"skin\" \"base\" 0 [\"other\"] \"tint\" 2 [1 0.5 0] \"on\" 7 [1.9] \"count\" 8 [-2.7] "
@@ -457,39 +352,26 @@ TEST(ShaderCall, EveryTypeCodeIsHandedOverAsTheRendererTakesIt) {
     EXPECT_EQ(lights->elements[1].tag, named("fill"));
     // An unknown code gives the name only.
     EXPECT_TRUE(parameter(call, "odd")->numbers.empty());
-    for (const host::Message& message : host::messages())
-      EXPECT_NE(message.level, host::Level::error) << message.text;
-    const std::vector<std::string> traces = debug_texts();
-    const std::vector<std::string> expected = {"-->call shaders for mat_1_0\n",
-                                               "-->\"base\" ",
-                                               " \"other\"\n",
-                                               "-->\"tint\" ",
-                                               " 1.000000 0.500000 0.000000\n",
-                                               "-->\"on\" ",
-                                               " 1\n",
-                                               "-->\"count\" ",
-                                               " -2\n",
-                                               "-->\"gain\" ",
-                                               " 0.250000\n",
-                                               "-->\"label\" ",
-                                               " \"left arm\"\n",
-                                               "-->\"bump\" ",
-                                               " \"maps_b_tif_tex\"\n",
-                                               "-->\"lights\" ",
-                                               " \"key\"\n",
-                                               " \"fill\"\n",
-                                               "-->\"odd\" "};
-    EXPECT_EQ(traces, expected);
+    EXPECT_EQ(message_texts(host::Level::error), std::vector<std::string>{});
+    // One debug message per parameter name and per value, "|" between messages.
+    std::string traces;
+    for (const std::string& text : message_texts(host::Level::debug))
+      traces += (traces.empty() ? "" : "|") + text;
+    EXPECT_EQ(traces,
+              "-->call shaders for mat_1_0\n|-->\"base\" | \"other\"\n|-->\"tint\" | 1.000000 "
+              "0.500000 0.000000\n|-->\"on\" | 1\n|-->\"count\" | -2\n|-->\"gain\" | "
+              "0.250000\n|-->\"label\" | \"left arm\"\n|-->\"bump\" | \"maps_b_tif_tex\"\n|"
+              "-->\"lights\" | \"key\"\n| \"fill\"\n|-->\"odd\" ");
   });
 }
 
 TEST(ShaderCall, NamesAloneTexturesReusedAndDescriptionsThatBuildNothing) {
-  in_child([] {
+  plugin_test::in_child([] {
     use_own_front_end();
     // A call known by name is used as it is; a declaration's name gets a new call each time.
-    mi_api_function_call(copy("mib_illum_phong"));
+    mi_api_function_call(support::renderer_copy("mib_illum_phong"));
     const miTag existing = mi_api_function_call_end(miNULLTAG);
-    mi_api_shader_add(copy("red_skin"), existing);
+    mi_api_shader_add(support::renderer_copy("red_skin"), existing);
     EXPECT_EQ(mray::build_shader_call("\"red_skin\"", "mat_2_0"), existing);
     const miTag fresh = mray::build_shader_call(" \"mib_illum_phong\" ", "mat_2_1");
     ASSERT_NE(host::view_call(fresh), nullptr);
@@ -531,7 +413,7 @@ TEST(ShaderCall, NamesAloneTexturesReusedAndDescriptionsThatBuildNothing) {
 }
 
 TEST(ObjectOutput, SubdivisionMeshesIndexOneVertexPerPoint) {
-  in_child([] {
+  plugin_test::in_child([] {
     use_own_front_end();
     Mesh* mesh = mesh_new();
     ASSERT_TRUE(mesh_allocate(mesh, 5, 2, 7, 0));

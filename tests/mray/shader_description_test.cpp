@@ -2,6 +2,7 @@
 // an agent, lists of numbers and strings, and the names of image files.
 #include "mray/shader_description.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,6 +11,8 @@
 #include "agent/agent.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 using Words = std::vector<std::string_view>;
 
@@ -41,7 +44,7 @@ TEST(ShaderDescription, ValuesBetweenSingleQuotesComeFromTheAgent) {
             "[0.5] [0.1] [-1e-07]");
   // An expression that cannot be read gives 0 and says which; a lone quote stays as written.
   EXPECT_EQ(mray::expand_description("['height +'] it's", type, &error), "[0] it's");
-  EXPECT_NE(error.find("'height +'"), std::string::npos) << error;
+  EXPECT_THAT(error, HasSubstr("'height +'"));
   // An unknown variable reads 0, as everywhere in agent files.
   EXPECT_EQ(mray::expand_description("'nothing'", type), "0");
   EXPECT_EQ(mray::expand_description("no quotes at all", nullptr), "no quotes at all");

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "agent/agent.h"
 
 namespace {
@@ -15,17 +17,18 @@ double eval(const char* text, int* ok = nullptr, int count = 0, const char* cons
   return result;
 }
 
-TEST(Expression, PrecedenceAndAssociativity) {
-  EXPECT_DOUBLE_EQ(7.0, eval("1 + 2 * 3"));
-  EXPECT_DOUBLE_EQ(9.0, eval("(1 + 2) * 3"));
-  EXPECT_DOUBLE_EQ(2.0, eval("8 / 2 / 2"));
-  EXPECT_DOUBLE_EQ(-4.0, eval("-2^2"));
-  EXPECT_DOUBLE_EQ(512.0, eval("2^3^2"));
-  EXPECT_DOUBLE_EQ(1.0, eval("7 % 3"));
-  EXPECT_DOUBLE_EQ(1.0, eval("1 < 2 && 2 <= 2"));
-  EXPECT_DOUBLE_EQ(5.0, eval("0 ? 4 : 5"));
-  EXPECT_DOUBLE_EQ(0.0, eval("1 / 0"));  // division by zero gives 0, not infinity
-  EXPECT_DOUBLE_EQ(1.5e3, eval("1.5e3"));
+TEST(Expression, PrecedenceAssociativityAndFunctionsInDegrees) {
+  const std::pair<const char*, double> cases[] = {
+      {"1 + 2 * 3", 7},       {"(1 + 2) * 3", 9},
+      {"8 / 2 / 2", 2},       {"-2^2", -4},
+      {"2^3^2", 512},         {"7 % 3", 1},
+      {"1 < 2 && 2 <= 2", 1}, {"0 ? 4 : 5", 5},
+      {"1.5e3", 1.5e3},       {"1 / 0", 0},  // division by zero gives 0, not infinity
+      {"sin(90)", 1},         {"atan2(1, 1)", 45},
+      {"clamp(5, 0, 2)", 2},  {"max(min(3, 4), abs(-2))", 3},
+      {"round(1.5)", 2},
+  };
+  for (const auto& [text, expected] : cases) EXPECT_NEAR(expected, eval(text), 1e-12) << text;
 }
 
 TEST(Expression, VariablesOverridesFirstThenAgentThenZero) {
@@ -43,14 +46,6 @@ TEST(Expression, VariablesOverridesFirstThenAgentThenZero) {
   EXPECT_EQ(3, count);
   EXPECT_DOUBLE_EQ(16.0, eval("speed * 2 + pi", nullptr, 0, nullptr, nullptr, type));
   EXPECT_NEAR(3.14159265, eval("pi"), 1e-8);
-}
-
-TEST(Expression, FunctionsUseDegrees) {
-  EXPECT_NEAR(1.0, eval("sin(90)"), 1e-12);
-  EXPECT_NEAR(45.0, eval("atan2(1, 1)"), 1e-12);
-  EXPECT_DOUBLE_EQ(2.0, eval("clamp(5, 0, 2)"));
-  EXPECT_DOUBLE_EQ(3.0, eval("max(min(3, 4), abs(-2))"));
-  EXPECT_DOUBLE_EQ(2.0, eval("round(1.5)"));
 }
 
 TEST(Expression, MalformedTextFailsWithAMessage) {

@@ -3,6 +3,8 @@
 // what a RIB writer produced without trusting the writer.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cctype>
 #include <cstdlib>
 #include <string>
@@ -118,6 +120,15 @@ inline std::vector<const Request*> find_requests(const std::vector<Request>& req
   for (const Request& request : requests)
     if (request.keyword == keyword) found.push_back(&request);
   return found;
+}
+
+// Checks that `value` is a list of these numbers (to 1e-5); `what` names it in failures.
+inline void expect_numbers(const std::vector<double>& expected, const Value* value,
+                           const std::string& what) {
+  ASSERT_NE(value, nullptr) << what;
+  ASSERT_EQ(expected.size(), value->numbers.size()) << what;
+  for (size_t i = 0; i < expected.size(); ++i)
+    EXPECT_NEAR(expected[i], value->numbers[i], 1e-5) << what << " [" << i << "]";
 }
 
 }  // namespace rib_test

@@ -6,15 +6,14 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 namespace rib_test {
 
-inline void write_file(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using test_files::write_file;
 
 inline std::string pose_cache_text(int frame) {
   std::string text;

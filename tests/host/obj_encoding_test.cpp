@@ -1,14 +1,12 @@
-// The bake files of a frame, made on one thread and on several. OBJ: indices run on across
-// objects (an object with nothing drawn takes none), materials are listed in the order their
-// "usemtl" lines come, and the text is the same whatever the number of threads. glTF: the
-// same bytes whatever the number of threads.
+// The OBJ text of a frame, made on one thread and on several: indices run on across objects
+// (an object with nothing drawn takes none), materials are listed in the order their "usemtl"
+// lines come, and the text is the same whatever the number of threads.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <string>
 #include <vector>
 
-#include "host/gltf_writer.h"
 #include "host/obj_writer.h"
 
 namespace {
@@ -44,7 +42,7 @@ host::FrameGeometry three_meshes() {
   return frame;
 }
 
-TEST(BakeEncoding, ObjIndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
+TEST(ObjEncoding, IndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
   const host::FrameGeometry frame = three_meshes();
   std::string obj, mtl, error;
   std::vector<std::string> warnings;
@@ -74,21 +72,6 @@ TEST(BakeEncoding, ObjIndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads)
       host::encode_obj(frame, "crowd.mtl", &obj_on_threads, &mtl_on_threads, &error, &warnings, 3));
   EXPECT_EQ(obj_on_threads, obj);
   EXPECT_EQ(mtl_on_threads, mtl);
-}
-
-TEST(BakeEncoding, GltfIsTheSameOnAnyNumberOfThreads) {
-  host::FrameGeometry frame = three_meshes();
-  for (int copy = 0; copy < 20; ++copy) frame.meshes.push_back(frame.meshes[copy % 3]);
-  for (bool binary : {true, false}) {
-    std::string one, many, error;
-    std::vector<std::string> warnings;
-    ASSERT_TRUE(host::encode_gltf(frame, binary, &one, &error, &warnings, 1)) << error;
-    ASSERT_TRUE(host::encode_gltf(frame, binary, &many, &error, &warnings, 4)) << error;
-    EXPECT_EQ(many, one) << binary;
-    // Each "lost" copy leaves its triangle out: 1 + 7 of the 20 copies, in one warning per call.
-    ASSERT_EQ(warnings.size(), 2u);
-    EXPECT_EQ(warnings[0].rfind("8 triangles", 0), 0u) << warnings[0];
-  }
 }
 
 }  // namespace
