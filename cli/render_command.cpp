@@ -25,6 +25,7 @@ int run_render(RenderOptions& options) {
   if (options.sequence.plugin.empty())
     options.sequence.plugin = host::default_plugin_path(HORDERA_PLUGIN_BUILD_PATH);
   options.sequence.label = "render";
+  options.sequence.threads = options.settings.threads;
   options.sequence.progress = !options.quiet;
   host::PreviewSettings settings = options.settings;
   settings.ground = !options.no_ground;
@@ -94,7 +95,8 @@ void add_render_command(CLI::App& app) {
   command->add_flag("--no-ground", options->no_ground, "Leave out the ground plane");
   command
       ->add_option("--threads", options->settings.threads,
-                   "Threads tracing the picture (default: every core)")
+                   "Threads that build the agents, make their meshes and trace the picture "
+                   "(default: every core)")
       ->check(CLI::Range(0, 1024));
   command->add_option("--plugin", options->sequence.plugin,
                       "Plug-in to load (default: hordera.so beside this program, else in "

@@ -1,6 +1,7 @@
 // The scene database and the renderer's database functions.
 #include "host/database.h"
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -21,6 +22,7 @@ struct Element {
 };
 
 std::mutex database_mutex;
+std::atomic<unsigned> generation{1};
 std::vector<std::unique_ptr<Element>> elements;  // tag t is elements[t - 1]
 
 Element* find(miTag tag) {
@@ -68,9 +70,14 @@ void db_clear() {
   {
     std::lock_guard lock(database_mutex);
     gone.swap(elements);
+    generation.fetch_add(1, std::memory_order_acq_rel);
   }
   for (auto& element : gone)
     if (element && element->destroy) element->destroy(element->data);
+}
+
+unsigned db_generation() {
+  return generation.load(std::memory_order_acquire);
 }
 
 }  // namespace host

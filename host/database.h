@@ -21,5 +21,8 @@ int db_pins(miTag tag);
 int db_count();
 // Removes every element.
 void db_clear();
+// A number that changes whenever db_clear removes the elements (so a tag may name another
+// element afterwards), for callers that remember what they learnt about a tag.
+unsigned db_generation();
 
 }  // namespace host

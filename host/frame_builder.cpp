@@ -5,6 +5,7 @@
 
 #include "host/frame_from_database.h"
 #include "host/messages.h"
+#include "host/parallel_for.h"
 #include "host/pose_source_check.h"
 #include "host/render_session.h"
 #include "host/scene_reader.h"
@@ -52,6 +53,8 @@ bool FrameBuilder::build(const std::string& scene_path, FrameGeometry* frame, st
   clear_messages();
   RenderSession session(*plugin_);
   if (!session.start(error)) return false;
+  const int threads = thread_count(threads_);
+  session.set_threads(threads);
   const RenderReport report = session.render(scene);
   for (const Message& message : messages())
     if (message.level == Level::error) {
@@ -60,7 +63,7 @@ bool FrameBuilder::build(const std::string& scene_path, FrameGeometry* frame, st
       warnings->push_back(scene_path + ": the plug-in reports: " + text);
     }
   // The session gives the database back when it ends: read the frame before.
-  frame_from_database(report.assemblies, frame, warnings);
+  frame_from_database(report.assemblies, frame, warnings, threads);
   return true;
 }
 

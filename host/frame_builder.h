@@ -20,10 +20,14 @@ class FrameBuilder {
   // when the scene cannot be read at all.
   bool build(const std::string& scene_path, FrameGeometry* frame, std::string* error,
              std::vector<std::string>* warnings);
+  // The render threads that build assemblies at once and then make the frame's meshes (0:
+  // every core, the default).
+  void set_threads(int count) { threads_ = count; }
 
  private:
   std::unique_ptr<Plugin> plugin_;
   bool started_ = false;
+  int threads_ = 0;
 };
 
 }  // namespace host

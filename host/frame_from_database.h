@@ -17,7 +17,8 @@ namespace host {
 // use the default material; a material whose surface is a "mib_illum_phong" call takes its
 // Phong parameters from it; "hordera_matte" makes it matte; any other shader marks it as not
 // evaluated. Invisible objects are left out. Read it while the render's session is alive.
+// The meshes are made on up to `threads` threads; the result does not depend on their number.
 void frame_from_database(const std::vector<AssemblyRun>& assemblies, FrameGeometry* frame,
-                         std::vector<std::string>* warnings);
+                         std::vector<std::string>* warnings, int threads = 1);
 
 }  // namespace host

@@ -7,6 +7,7 @@
 #include "host/gltf_writer.h"
 #include "host/obj_writer.h"
 #include "host/output_file.h"
+#include "host/parallel_for.h"
 #include "host/png_writer.h"
 
 namespace host {
@@ -47,7 +48,7 @@ bool write_bake(const FrameGeometry& frame, const std::string& path, std::string
     const std::string mtl_path = std::filesystem::path(path).replace_extension(".mtl").string();
     std::string obj, mtl;
     if (!encode_obj(frame, std::filesystem::path(mtl_path).filename().string(), &obj, &mtl, &reason,
-                    warnings)) {
+                    warnings, thread_count(0))) {
       *error = path + ": " + reason;
       return false;
     }

@@ -27,6 +27,7 @@ int run_sequence(const SequenceOptions& options, const FrameWriter& write) {
                  options.scene.c_str());
 
   FrameBuilder builder;
+  builder.set_threads(options.threads);
   if (!builder.start(options.plugin, &error)) {
     std::fprintf(stderr, "error: %s\n", error.c_str());
     return 1;

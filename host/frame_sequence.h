@@ -17,6 +17,7 @@ struct SequenceOptions {
   std::string plugin;    // the crowd plug-in to load
   std::string label;     // what the progress bar says ("render", "bake")
   bool progress = true;  // show a progress bar over the frames of a sequence
+  int threads = 0;       // threads building each frame's agents and meshes (0: every core)
 };
 
 // Writes frame `number`'s output: false with `*error` set when it failed.

@@ -6,6 +6,8 @@
 #include <map>
 #include <set>
 
+#include "host/parallel_for.h"
+
 namespace host {
 namespace {
 
@@ -31,7 +33,8 @@ float finite_or_zero(float value) {
 }  // namespace
 
 bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::string* obj,
-                std::string* mtl, std::string* error, std::vector<std::string>* warnings) {
+                std::string* mtl, std::string* error, std::vector<std::string>* warnings,
+                int threads) {
   obj->clear();
   mtl->clear();
   *obj += "# the posed crowd, written by hordera " HORDERA_ENGINE_VERSION "\n";
@@ -64,61 +67,105 @@ bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::st
     return names[index] = name;
   };
 
+  // First, in order: which triangles of each mesh are drawn, where each mesh's indices start,
+  // and the materials in the order their "usemtl" lines come, so that the library and the
+  // names are the same whatever the number of threads. Then each mesh's text is made on its
+  // own, on the threads, and the texts are joined in order.
+  struct MeshPlan {
+    std::vector<char> usable;  // per point
+    size_t base = 0;           // the index of its first point in the file
+    size_t faces = 0;          // triangles drawn
+  };
+  std::vector<MeshPlan> plans(frame.meshes.size());
   size_t base = 1;  // OBJ indices count from 1 across the whole file
   size_t written = 0, left_out = 0;
-  for (const FrameMesh& mesh : frame.meshes) {
+  const auto drawn = [](const FrameMesh& mesh, const MeshPlan& plan, size_t t) {
+    const uint32_t* corner = &mesh.triangles[t * 3];
+    for (int c = 0; c < 3; ++c)
+      if (corner[c] >= plan.usable.size() || !plan.usable[corner[c]]) return false;
+    return true;
+  };
+  const auto material_of = [](const FrameMesh& mesh, size_t t) {
+    return t < mesh.triangle_materials.size() ? mesh.triangle_materials[t] : -1;
+  };
+  for (size_t m = 0; m < frame.meshes.size(); ++m) {
+    const FrameMesh& mesh = frame.meshes[m];
+    MeshPlan& plan = plans[m];
     const size_t count = mesh.positions.size();
-    std::vector<char> usable(count);
-    for (size_t i = 0; i < count; ++i) usable[i] = usable_point(mesh.positions[i]);
-    std::string faces;
+    plan.usable.resize(count);
+    for (size_t i = 0; i < count; ++i) plan.usable[i] = usable_point(mesh.positions[i]);
     int current = -2;
-    size_t mesh_faces = 0;
-    const bool has_uvs = mesh.uvs.size() == count, has_normals = mesh.normals.size() == count;
     for (size_t t = 0; t < mesh.triangle_count(); ++t) {
-      const uint32_t* corner = &mesh.triangles[t * 3];
-      bool ok = true;
-      for (int c = 0; c < 3; ++c) ok = ok && corner[c] < count && usable[corner[c]];
-      if (!ok) {
+      if (!drawn(mesh, plan, t)) {
         ++left_out;
         continue;
       }
-      const int material = t < mesh.triangle_materials.size() ? mesh.triangle_materials[t] : -1;
-      if (material != current || mesh_faces == 0) {
-        faces += "usemtl " + material_name(material) + "\n";
+      const int material = material_of(mesh, t);
+      if (material != current || plan.faces == 0) {
+        material_name(material);
         current = material;
       }
-      faces += "f";
-      for (int c = 0; c < 3; ++c) {
-        const size_t index = base + corner[c];
-        faces += " " + std::to_string(index);
-        if (has_uvs || has_normals) faces += "/" + (has_uvs ? std::to_string(index) : "");
-        if (has_normals) faces += "/" + std::to_string(index);
-      }
-      faces += "\n";
-      ++mesh_faces;
+      ++plan.faces;
     }
     left_out += mesh.triangles.size() % 3 != 0;
-    if (mesh_faces == 0) continue;  // nothing of this mesh is drawn
-    *obj += "o " + (mesh.agent.empty() ? "" : one_word(mesh.agent, "agent") + "/") +
+    if (plan.faces == 0) continue;  // nothing of this mesh is drawn
+    plan.base = base;
+    base += count;
+    written += plan.faces;
+  }
+
+  std::vector<std::string> texts(frame.meshes.size());
+  parallel_for(frame.meshes.size(), threads, [&](size_t m) {
+    const FrameMesh& mesh = frame.meshes[m];
+    const MeshPlan& plan = plans[m];
+    if (plan.faces == 0) return;
+    const size_t count = mesh.positions.size();
+    const bool has_uvs = mesh.uvs.size() == count, has_normals = mesh.normals.size() == count;
+    std::string& text = texts[m];
+    text += "o " + (mesh.agent.empty() ? "" : one_word(mesh.agent, "agent") + "/") +
             one_word(mesh.name, "object") + "\n";
     for (size_t i = 0; i < count; ++i) {
-      const Vec3& p = usable[i] ? mesh.positions[i] : Vec3{0.0f, 0.0f, 0.0f};
-      append(obj, "v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
+      const Vec3& p = plan.usable[i] ? mesh.positions[i] : Vec3{0.0f, 0.0f, 0.0f};
+      append(&text, "v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
     }
     if (has_uvs)
       for (const Vec2& uv : mesh.uvs) {
         char line[96];
         std::snprintf(line, sizeof line, "vt %.9g %.9g\n", finite_or_zero(uv[0]),
                       finite_or_zero(uv[1]));
-        *obj += line;
+        text += line;
       }
     if (has_normals)
       for (const Vec3& n : mesh.normals)
-        append(obj, "vn %.9g %.9g %.9g\n", finite_or_zero(n[0]), finite_or_zero(n[1]),
+        append(&text, "vn %.9g %.9g %.9g\n", finite_or_zero(n[0]), finite_or_zero(n[1]),
                finite_or_zero(n[2]));
-    *obj += faces;
-    base += count;
-    written += mesh_faces;
+    int current = -2;
+    size_t faces = 0;
+    for (size_t t = 0; t < mesh.triangle_count(); ++t) {
+      if (!drawn(mesh, plan, t)) continue;
+      const int material = material_of(mesh, t);
+      if (material != current || faces == 0) {
+        text += "usemtl " + names.at(material) + "\n";
+        current = material;
+      }
+      text += "f";
+      const uint32_t* corner = &mesh.triangles[t * 3];
+      for (int c = 0; c < 3; ++c) {
+        const std::string index = std::to_string(plan.base + corner[c]);
+        text += " " + index;
+        if (has_uvs || has_normals) text += "/" + (has_uvs ? index : "");
+        if (has_normals) text += "/" + index;
+      }
+      text += "\n";
+      ++faces;
+    }
+  });
+  size_t total = obj->size();
+  for (const std::string& text : texts) total += text.size();
+  obj->reserve(total);
+  for (std::string& text : texts) {
+    *obj += text;
+    std::string().swap(text);
   }
   if (left_out > 0 && warnings)
     warnings->push_back(std::to_string(left_out) +

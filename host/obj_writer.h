@@ -13,8 +13,10 @@ namespace host {
 // names becomes "_") with its points, texture coordinates and normals, and faces grouped by
 // material ("usemtl"). Points that are not finite or beyond coordinate_limit are written as
 // the origin and the triangles using them are left out, with one warning. False with `*error`
-// set when no triangle is left.
+// set when no triangle is left. The objects' text is made on up to `threads` threads; the
+// result does not depend on their number.
 bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::string* obj,
-                std::string* mtl, std::string* error, std::vector<std::string>* warnings);
+                std::string* mtl, std::string* error, std::vector<std::string>* warnings,
+                int threads = 1);
 
 }  // namespace host

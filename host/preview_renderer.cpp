@@ -301,7 +301,10 @@ bool render_preview(const FrameGeometry& frame, const PreviewSettings& settings,
   }
 
   std::string device_error;
-  Device device(rtcNewDevice(nullptr));
+  // The ray tracer builds its hierarchy on as many threads as the picture is traced on.
+  const std::string device_config =
+      settings.threads > 0 ? "threads=" + std::to_string(settings.threads) : std::string();
+  Device device(rtcNewDevice(device_config.empty() ? nullptr : device_config.c_str()));
   if (!device) {
     *error = "the ray tracer cannot start";
     return false;

@@ -10,6 +10,7 @@
 
 #include "host/assemblies.h"
 #include "host/database.h"
+#include "host/heap_reuse.h"
 #include "host/locks.h"
 #include "host/messages.h"
 #include "host/scene_names.h"
@@ -31,6 +32,7 @@ void fill_parameters(const SceneInstance& instance, HorderaMrayParameters* block
 }  // namespace
 
 RenderSession::RenderSession(const Plugin& plugin) : plugin_(plugin) {
+  keep_freed_memory_for_reuse();
   declare_base_shaders();
 }
 

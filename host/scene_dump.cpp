@@ -88,15 +88,15 @@ class DumpWriter {
       std::string text = "vertex " + std::to_string(v) + ": position " +
                          (vertex.position >= 0 ? at(vertex.position) : std::string("none"));
       if (vertex.normal >= 0) text += " normal " + at(vertex.normal);
-      for (int t : vertex.textures) text += " texture " + at(t);
-      for (int m : vertex.motions) text += " motion " + at(m);
+      for (int t : group.textures(vertex)) text += " texture " + at(t);
+      for (int m : group.motions(vertex)) text += " motion " + at(m);
       line(depth + 1, text);
     }
     for (size_t p = 0; p < group.polygons.size(); ++p) {
       const PolygonData& polygon = group.polygons[p];
       std::string text = "polygon " + std::to_string(p) + (polygon.type == 1 ? " convex" : "") +
                          " material " + reference(polygon.material) + ":";
-      for (int corner : polygon.corners) text += " " + std::to_string(corner);
+      for (int corner : group.corners(polygon)) text += " " + std::to_string(corner);
       line(depth + 1, text);
     }
   }

@@ -1,8 +1,11 @@
 // Objects and their geometry: the renderer's object, group, vector, vertex, polygon and
 // subdivision-mesh functions, and the collection of a callback's results.
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "host/database.h"
 #include "host/scene_names.h"
@@ -11,15 +14,73 @@
 namespace host {
 namespace {
 
-// The object this thread is building, between mi_api_object_begin and mi_api_object_end.
+// The object this thread is building, between mi_api_object_begin and mi_api_object_end. The
+// record is plain (the object itself is owned by `owned_object`), so that the vertex and
+// polygon functions, called hundreds of thousands of times per agent, reach it without the
+// first-use check a thread-local with a destructor needs.
 struct ObjectBuild {
-  std::unique_ptr<ObjectData> object;
+  ObjectData* object = nullptr;
   GroupData* group = nullptr;           // the open object group
-  PolygonData* polygon = nullptr;       // the open polygon
+  bool polygon_open = false;            // whether the group's last polygon is still open
   SubdivisionMeshData* mesh = nullptr;  // the open subdivision mesh
   miTag material = miNULLTAG;           // the material of the polygon before
 };
-thread_local ObjectBuild building;
+constinit thread_local ObjectBuild building;
+thread_local std::unique_ptr<ObjectData> owned_object;
+
+// Starts building `object` (none: nothing is being built), dropping what was open.
+void start_building(std::unique_ptr<ObjectData> object) {
+  owned_object = std::move(object);
+  building = ObjectBuild{};
+  building.object = owned_object.get();
+}
+
+// The sizes of the groups of objects this thread finished, by object name. A crowd hands over
+// the same objects (an agent's skin, clothes, hat) agent after agent, so a new group reserves
+// what its namesake held at once instead of growing (and copying) its arrays step by step.
+struct GroupSizes {
+  size_t vectors = 0, vertices = 0, vertex_indices = 0, polygons = 0, polygon_corners = 0;
+};
+thread_local std::unordered_map<std::string, std::vector<GroupSizes>> sizes_by_name;
+constexpr size_t kRememberedNames = 4096;
+
+void reserve_like_namesake(const std::string& name, size_t index, GroupData& group) {
+  const auto found = sizes_by_name.find(name);
+  if (found == sizes_by_name.end() || index >= found->second.size()) return;
+  const GroupSizes& sizes = found->second[index];
+  group.vectors.reserve(sizes.vectors);
+  group.vertices.reserve(sizes.vertices);
+  group.vertex_indices.reserve(sizes.vertex_indices);
+  group.polygons.reserve(sizes.polygons);
+  group.polygon_corners.reserve(sizes.polygon_corners);
+}
+
+// Gives back room a group holds but did not use, when that is more than a quarter of what it
+// holds, and remembers its sizes for the next object of the same name.
+template <typename T>
+void fit(std::vector<T>& items) {
+  if (items.capacity() - items.size() > items.size() / 4 + 64) items.shrink_to_fit();
+}
+void finish_group(const std::string& name, size_t index, GroupData& group) {
+  fit(group.vectors);
+  fit(group.vertices);
+  fit(group.vertex_indices);
+  fit(group.polygons);
+  fit(group.polygon_corners);
+  if (sizes_by_name.size() >= kRememberedNames && !sizes_by_name.contains(name))
+    sizes_by_name.clear();
+  std::vector<GroupSizes>& sizes = sizes_by_name[name];
+  if (sizes.size() <= index) sizes.resize(index + 1);
+  sizes[index] = {group.vectors.size(), group.vertices.size(), group.vertex_indices.size(),
+                  group.polygons.size(), group.polygon_corners.size()};
+}
+
+// Finishes the open group of the object being built.
+void finish_open_group() {
+  finish_group(building.object->name,
+               static_cast<size_t>(building.group - building.object->groups.data()),
+               *building.group);
+}
 
 // Serialises additions to instance groups made by mi_geoshader_add_result.
 std::mutex group_mutex;
@@ -29,35 +90,54 @@ std::string object_label() {
                                        : "object \"" + building.object->name + "\"";
 }
 
-// The open group, or null after reporting that `function` needs one.
-GroupData* open_group(const char* function) {
-  if (!building.object) {
+// Reports that `function` needs an open group; returns null.
+[[gnu::cold, gnu::noinline]] GroupData* no_open_group(const char* function) {
+  if (!building.object)
     scene_error(function, "no object is open");
-    return nullptr;
-  }
-  if (building.group == nullptr) {
+  else
     scene_error(function, "no object group is open in " + object_label());
-    return nullptr;
-  }
-  return building.group;
+  return nullptr;
+}
+
+// The open group, or null after reporting that `function` needs one. (A group is only open
+// inside an open object.)
+inline GroupData* open_group(const char* function) {
+  if (building.group != nullptr) [[likely]]
+    return building.group;
+  return no_open_group(function);
 }
 
 // The vertex last added, or null after reporting.
-VertexData* last_vertex(const char* function) {
+inline VertexData* last_vertex(const char* function) {
   GroupData* group = open_group(function);
   if (group == nullptr) return nullptr;
-  if (group->vertices.empty()) {
+  if (group->vertices.empty()) [[unlikely]] {
     scene_error(function, "no vertex has been added to the group yet");
     return nullptr;
   }
   return &group->vertices.back();
 }
 
-// Whether `index` names a vector of the group; reports when not.
-bool valid_vector(const char* function, const GroupData& group, int index) {
-  if (index >= 0 && static_cast<size_t>(index) < group.vectors.size()) return true;
+[[gnu::cold, gnu::noinline]] bool vector_out_of_range(const char* function, const GroupData& group,
+                                                      int index) {
   scene_error(function, "vector " + std::to_string(index) + " is out of range (the group has " +
                             std::to_string(group.vectors.size()) + " vectors); it is left out");
+  return false;
+}
+
+// Whether `index` names a vector of the group; reports when not.
+inline bool valid_vector(const char* function, const GroupData& group, int index) {
+  if (static_cast<size_t>(index) < group.vectors.size()) [[likely]]
+    return true;
+  return vector_out_of_range(function, group, index);
+}
+
+// Whether a vertex holding `count` vectors of a kind may take one more; reports when not.
+inline bool room_for_more(std::uint16_t count, const char* function, const char* kind) {
+  if (count < UINT16_MAX) [[likely]]
+    return true;
+  scene_error(function, std::string("the vertex already has ") + std::to_string(count) + " " +
+                            kind + " vectors; no more are kept");
   return false;
 }
 
@@ -70,7 +150,7 @@ ObjectData* object_of(miTag tag) {
 std::string drop_open_object() {
   if (!building.object) return {};
   const std::string what = object_label();
-  building = ObjectBuild{};
+  start_building(nullptr);
   return what;
 }
 
@@ -92,9 +172,8 @@ extern "C" miObject* mi_api_object_begin(char* name) {
     host::scene_error("mi_api_object_begin", "object \"" + object_name + "\" begun while " +
                                                  host::object_label() +
                                                  " is still open; the open one is dropped");
-    building = host::ObjectBuild{};
   }
-  building.object = std::make_unique<host::ObjectData>();
+  host::start_building(std::make_unique<host::ObjectData>());
   building.object->name = std::move(object_name);
   building.object->record.face = 'a';
   return &building.object->record;
@@ -111,8 +190,8 @@ extern "C" miTag mi_api_object_end(void) {
   if (building.mesh != nullptr)
     host::scene_error("mi_api_object_end",
                       host::object_label() + " ends with a subdivision mesh still open");
-  host::ObjectData* object = building.object.release();
-  building = host::ObjectBuild{};
+  host::ObjectData* object = host::owned_object.release();
+  host::start_building(nullptr);
   if (!object->subdivision_meshes.empty() && object->record.type == 0) object->record.type = 4;
   const miTag tag =
       host::db_create(miSCENE_OBJECT, object, sizeof(host::ObjectData),
@@ -134,23 +213,33 @@ extern "C" miBoolean mi_api_object_group_begin(double) {
     host::scene_error("mi_api_object_group_begin",
                       "a group begun while the previous one of " + host::object_label() +
                           " is still open; the previous one is closed");
+  if (building.group != nullptr) host::finish_open_group();
   building.object->groups.emplace_back();
   building.group = &building.object->groups.back();
-  building.polygon = nullptr;
+  host::reserve_like_namesake(building.object->name, building.object->groups.size() - 1,
+                              *building.group);
+  building.polygon_open = false;
   building.material = miNULLTAG;
   return miTRUE;
 }
 
 extern "C" miBoolean mi_api_object_group_end(void) {
   if (host::open_group("mi_api_object_group_end") == nullptr) return miFALSE;
-  if (building.polygon != nullptr)
+  if (building.polygon_open)
     host::scene_error("mi_api_object_group_end", "the group ends inside a polygon");
+  host::finish_open_group();
   building.group = nullptr;
-  building.polygon = nullptr;
+  building.polygon_open = false;
   return miTRUE;
 }
 
-extern "C" miBoolean mi_api_vector_xyz_add(miVector* vector) {
+// The vector, vertex and polygon functions are called once per vector, vertex or corner, so
+// each first tries the case without fault inline and leaves everything else, with the
+// reporting, to a checked version out of line.
+
+namespace {
+
+[[gnu::cold, gnu::noinline]] miBoolean checked_vector_xyz_add(miVector* vector) {
   host::GroupData* group = host::open_group("mi_api_vector_xyz_add");
   if (group == nullptr) return miFALSE;
   if (vector == nullptr) {
@@ -162,17 +251,17 @@ extern "C" miBoolean mi_api_vector_xyz_add(miVector* vector) {
   return miTRUE;
 }
 
-extern "C" miBoolean mi_api_vertex_add(int vector) {
+[[gnu::cold, gnu::noinline]] miBoolean checked_vertex_add(int vector) {
   host::GroupData* group = host::open_group("mi_api_vertex_add");
   if (group == nullptr) return miFALSE;
-  host::VertexData vertex;
   const bool valid = host::valid_vector("mi_api_vertex_add", *group, vector);
-  if (valid) vertex.position = vector;
-  group->vertices.push_back(std::move(vertex));  // kept, so later vertex numbers stay right
+  // Kept even without a position, so that later vertex numbers stay right.
+  group->vertices.push_back(
+      {valid ? vector : -1, -1, static_cast<int>(group->vertex_indices.size()), 0, 0});
   return valid ? miTRUE : miFALSE;
 }
 
-extern "C" miBoolean mi_api_vertex_normal_add(int vector) {
+[[gnu::cold, gnu::noinline]] miBoolean checked_vertex_normal_add(int vector) {
   host::VertexData* vertex = host::last_vertex("mi_api_vertex_normal_add");
   if (vertex == nullptr || !host::valid_vector("mi_api_vertex_normal_add", *building.group, vector))
     return miFALSE;
@@ -180,32 +269,124 @@ extern "C" miBoolean mi_api_vertex_normal_add(int vector) {
   return miTRUE;
 }
 
-extern "C" miBoolean mi_api_vertex_tex_add(int vector, int, int) {
+[[gnu::cold, gnu::noinline]] miBoolean checked_vertex_tex_add(int vector) {
   host::VertexData* vertex = host::last_vertex("mi_api_vertex_tex_add");
-  if (vertex == nullptr || !host::valid_vector("mi_api_vertex_tex_add", *building.group, vector))
+  if (vertex == nullptr || !host::valid_vector("mi_api_vertex_tex_add", *building.group, vector) ||
+      !host::room_for_more(vertex->texture_count, "mi_api_vertex_tex_add", "texture"))
     return miFALSE;
-  vertex->textures.push_back(vector);
+  // Textures come before motion vectors in the vertex's run, which ends the group's list.
+  std::vector<int>& indices = building.group->vertex_indices;
+  indices.insert(indices.begin() + vertex->first_index + vertex->texture_count, vector);
+  ++vertex->texture_count;
+  return miTRUE;
+}
+
+[[gnu::cold, gnu::noinline]] miBoolean checked_vertex_motion_add(int vector) {
+  host::VertexData* vertex = host::last_vertex("mi_api_vertex_motion_add");
+  if (vertex == nullptr ||
+      !host::valid_vector("mi_api_vertex_motion_add", *building.group, vector) ||
+      !host::room_for_more(vertex->motion_count, "mi_api_vertex_motion_add", "motion"))
+    return miFALSE;
+  building.group->vertex_indices.push_back(vector);
+  ++vertex->motion_count;
+  return miTRUE;
+}
+
+// Appends `item`, growing the array out of line, so that the functions calling this need no
+// room for the growing on their own fast path.
+template <typename T>
+[[gnu::noinline]] void grow(std::vector<T>& items) {
+  items.reserve(items.empty() ? 256 : items.size() * 2);
+}
+template <typename T>
+inline void append(std::vector<T>& items, const T& item) {
+  if (items.size() == items.capacity()) [[unlikely]]
+    grow(items);
+  if (items.size() == items.capacity()) __builtin_unreachable();
+  items.push_back(item);
+}
+
+// Whether `index` names a vector of `group`.
+inline bool in_range(const host::GroupData& group, int index) {
+  return static_cast<size_t>(index) < group.vectors.size();
+}
+
+}  // namespace
+
+extern "C" miBoolean mi_api_vector_xyz_add(miVector* vector) {
+  host::GroupData* group = building.group;
+  if (group == nullptr || vector == nullptr) [[unlikely]]
+    return checked_vector_xyz_add(vector);
+  append(group->vectors, *vector);
+  return miTRUE;
+}
+
+extern "C" miBoolean mi_api_vertex_add(int vector) {
+  host::GroupData* group = building.group;
+  if (group == nullptr || !in_range(*group, vector)) [[unlikely]]
+    return checked_vertex_add(vector);
+  append(group->vertices,
+         host::VertexData{vector, -1, static_cast<int>(group->vertex_indices.size()), 0, 0});
+  return miTRUE;
+}
+
+extern "C" miBoolean mi_api_vertex_normal_add(int vector) {
+  host::GroupData* group = building.group;
+  if (group == nullptr || group->vertices.empty() || !in_range(*group, vector)) [[unlikely]]
+    return checked_vertex_normal_add(vector);
+  group->vertices.back().normal = vector;
+  return miTRUE;
+}
+
+extern "C" miBoolean mi_api_vertex_tex_add(int vector, int, int) {
+  host::GroupData* group = building.group;
+  if (group == nullptr || group->vertices.empty() || !in_range(*group, vector)) [[unlikely]]
+    return checked_vertex_tex_add(vector);
+  host::VertexData& vertex = group->vertices.back();
+  // After a motion vector the texture goes in front of it (checked_vertex_tex_add).
+  if (vertex.motion_count != 0 || vertex.texture_count == UINT16_MAX) [[unlikely]]
+    return checked_vertex_tex_add(vector);
+  append(group->vertex_indices, vector);
+  ++vertex.texture_count;
   return miTRUE;
 }
 
 extern "C" miBoolean mi_api_vertex_motion_add(int vector) {
-  host::VertexData* vertex = host::last_vertex("mi_api_vertex_motion_add");
-  if (vertex == nullptr || !host::valid_vector("mi_api_vertex_motion_add", *building.group, vector))
-    return miFALSE;
-  vertex->motions.push_back(vector);
+  host::GroupData* group = building.group;
+  if (group == nullptr || group->vertices.empty() || !in_range(*group, vector) ||
+      group->vertices.back().motion_count == UINT16_MAX) [[unlikely]]
+    return checked_vertex_motion_add(vector);
+  append(group->vertex_indices, vector);
+  ++group->vertices.back().motion_count;
   return miTRUE;
 }
 
 namespace {
 
+// The last tag this thread found to be a material, with the database generation it was found
+// in: a crowd's polygons name the same material over and over, and the database's type lookup
+// takes its lock.
+constinit thread_local miTag known_material = miNULLTAG;
+constinit thread_local unsigned known_generation = 0;
+
+bool is_material(miTag tag) {
+  const unsigned generation = host::db_generation();
+  if (tag == known_material && generation == known_generation) return true;
+  if (mi_db_type(tag) != miSCENE_MATERIAL) return false;
+  known_material = tag;
+  known_generation = generation;
+  return true;
+}
+
 miBoolean begin_polygon(const char* function, int type, miTag material) {
   host::GroupData* group = host::open_group(function);
   if (group == nullptr) return miFALSE;
-  if (building.polygon != nullptr)
+  if (building.polygon_open)
     host::scene_error(function, "a polygon begun before the previous one ended");
   if (material != miNULLTAG) building.material = material;
-  group->polygons.push_back({type, building.material, {}});
-  building.polygon = &group->polygons.back();
+  group->polygons.push_back(
+      {type, building.material, static_cast<int>(group->polygon_corners.size()), 0});
+  building.polygon_open = true;
   return miTRUE;
 }
 
@@ -226,7 +407,7 @@ extern "C" miBoolean mi_api_poly_begin(int type, char* material) {
 }
 
 extern "C" miBoolean mi_api_poly_begin_tag(int type, miTag material) {
-  if (material != miNULLTAG && mi_db_type(material) != miSCENE_MATERIAL) {
+  if (material != miNULLTAG && !is_material(material)) {
     host::scene_error("mi_api_poly_begin_tag",
                       "tag " + std::to_string(material) + " is not a material");
     material = miNULLTAG;
@@ -234,10 +415,12 @@ extern "C" miBoolean mi_api_poly_begin_tag(int type, miTag material) {
   return begin_polygon("mi_api_poly_begin_tag", type, material);
 }
 
-extern "C" miBoolean mi_api_poly_index_add(int vertex) {
+namespace {
+
+[[gnu::cold, gnu::noinline]] miBoolean checked_poly_index_add(int vertex) {
   host::GroupData* group = host::open_group("mi_api_poly_index_add");
   if (group == nullptr) return miFALSE;
-  if (building.polygon == nullptr) {
+  if (!building.polygon_open) {
     host::scene_error("mi_api_poly_index_add", "no polygon is open");
     return miFALSE;
   }
@@ -247,7 +430,20 @@ extern "C" miBoolean mi_api_poly_index_add(int vertex) {
                           std::to_string(group->vertices.size()) + " vertices); it is left out");
     return miFALSE;
   }
-  building.polygon->corners.push_back(vertex);
+  group->polygon_corners.push_back(vertex);
+  ++group->polygons.back().corner_count;
+  return miTRUE;
+}
+
+}  // namespace
+
+extern "C" miBoolean mi_api_poly_index_add(int vertex) {
+  host::GroupData* group = building.group;
+  if (group == nullptr || !building.polygon_open ||
+      static_cast<size_t>(vertex) >= group->vertices.size()) [[unlikely]]
+    return checked_poly_index_add(vertex);
+  append(group->polygon_corners, vertex);
+  ++group->polygons.back().corner_count;
   return miTRUE;
 }
 
@@ -258,15 +454,16 @@ extern "C" miBoolean mi_api_poly_approx(miApprox*) {
 extern "C" miBoolean mi_api_poly_end(void) {
   host::GroupData* group = host::open_group("mi_api_poly_end");
   if (group == nullptr) return miFALSE;
-  if (building.polygon == nullptr) {
+  if (!building.polygon_open) {
     host::scene_error("mi_api_poly_end", "no polygon is open");
     return miFALSE;
   }
-  building.polygon = nullptr;
-  if (group->polygons.back().corners.size() < 3) {
-    host::scene_error("mi_api_poly_end", "a polygon with " +
-                                             std::to_string(group->polygons.back().corners.size()) +
+  building.polygon_open = false;
+  const host::PolygonData& polygon = group->polygons.back();
+  if (polygon.corner_count < 3) {
+    host::scene_error("mi_api_poly_end", "a polygon with " + std::to_string(polygon.corner_count) +
                                              " corners is dropped");
+    group->polygon_corners.resize(static_cast<size_t>(polygon.first_corner));
     group->polygons.pop_back();
     return miFALSE;
   }

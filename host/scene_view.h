@@ -4,7 +4,9 @@
 // are the database's own, not copies.
 #pragma once
 
+#include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,28 +16,48 @@ namespace host {
 
 // One vertex of an object group: indices into the group's vectors. An index the plug-in gave
 // out of range was reported when it was given and is -1 here (a position) or left out (a
-// normal, texture or motion vector), so every index kept is valid.
+// normal, texture or motion vector), so every index kept is valid. Its texture and motion
+// indices are a run of the group's `vertex_indices` (textures first, one per texture space,
+// then one per motion step); read them with GroupData::textures and GroupData::motions.
 struct VertexData {
   int position = -1;
-  int normal = -1;            // -1 when the vertex has no normal
-  std::vector<int> textures;  // one per texture space, in order
-  std::vector<int> motions;   // one per motion step, in order
+  int normal = -1;      // -1 when the vertex has no normal
+  int first_index = 0;  // where the vertex's run begins in vertex_indices
+  std::uint16_t texture_count = 0;
+  std::uint16_t motion_count = 0;
 };
 
 // One polygon: the material it was given (or inherited from the polygon before) and its
-// corners as vertex indices of the group, in order.
+// corners, a run of the group's `polygon_corners` (vertex indices of the group, in order); read
+// them with GroupData::corners.
 struct PolygonData {
   int type = 0;        // 0 general (concave), 1 convex
   miTag material = 0;  // 0 when neither this polygon nor one before named a material
-  std::vector<int> corners;
+  int first_corner = 0;
+  int corner_count = 0;
 };
 
 // One object group: one list of vectors (positions, normals, texture coordinates and motion
-// vectors share it), the vertices made of them and the polygons made of the vertices.
+// vectors share it), the vertices made of them and the polygons made of the vertices. Each
+// kind is one flat array, so a group of any size is a handful of blocks of memory.
 struct GroupData {
   std::vector<miVector> vectors;
   std::vector<VertexData> vertices;
+  std::vector<int> vertex_indices;  // every vertex's texture and motion indices, in vertex order
   std::vector<PolygonData> polygons;
+  std::vector<int> polygon_corners;  // every polygon's corners, in polygon order
+
+  std::span<const int> textures(const VertexData& vertex) const {
+    return {vertex_indices.data() + vertex.first_index, static_cast<size_t>(vertex.texture_count)};
+  }
+  std::span<const int> motions(const VertexData& vertex) const {
+    return {vertex_indices.data() + vertex.first_index + vertex.texture_count,
+            static_cast<size_t>(vertex.motion_count)};
+  }
+  std::span<const int> corners(const PolygonData& polygon) const {
+    return {polygon_corners.data() + polygon.first_corner,
+            static_cast<size_t>(polygon.corner_count)};
+  }
 };
 
 // A subdivision (Catmull-Clark) mesh of an object. Its polygons' indices refer to the vertices

@@ -22,13 +22,14 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 struct Extent {
   miVector min{kInfinity, kInfinity, kInfinity};
   miVector max{-kInfinity, -kInfinity, -kInfinity};
+  // A NaN component leaves the extent as it was.
   void add(const miVector& v) {
-    min.x = std::fmin(min.x, v.x);
-    min.y = std::fmin(min.y, v.y);
-    min.z = std::fmin(min.z, v.z);
-    max.x = std::fmax(max.x, v.x);
-    max.y = std::fmax(max.y, v.y);
-    max.z = std::fmax(max.z, v.z);
+    min.x = v.x < min.x ? v.x : min.x;
+    min.y = v.y < min.y ? v.y : min.y;
+    min.z = v.z < min.z ? v.z : min.z;
+    max.x = v.x > max.x ? v.x : max.x;
+    max.y = v.y > max.y ? v.y : max.y;
+    max.z = v.z > max.z ? v.z : max.z;
   }
 };
 
@@ -104,9 +105,22 @@ ObjectVectors object_vectors(const ObjectPiece& piece, bool motion_blur) {
   return vectors;
 }
 
-void add_vector(miVector v) {
-  MI_CALL(mi_api_vector_xyz_add, &v);
-}
+// The functions the geometry loops call once per vector, vertex or corner, looked up once per
+// object group.
+struct GeometryCalls {
+  decltype(MI_RESOLVE(mi_api_vector_xyz_add)) vector_xyz_add = MI_RESOLVE(mi_api_vector_xyz_add);
+  decltype(MI_RESOLVE(mi_api_vertex_add)) vertex_add = MI_RESOLVE(mi_api_vertex_add);
+  decltype(MI_RESOLVE(mi_api_vertex_normal_add)) vertex_normal_add =
+      MI_RESOLVE(mi_api_vertex_normal_add);
+  decltype(MI_RESOLVE(mi_api_vertex_tex_add)) vertex_tex_add = MI_RESOLVE(mi_api_vertex_tex_add);
+  decltype(MI_RESOLVE(mi_api_vertex_motion_add)) vertex_motion_add =
+      MI_RESOLVE(mi_api_vertex_motion_add);
+  decltype(MI_RESOLVE(mi_api_poly_begin_tag)) poly_begin_tag = MI_RESOLVE(mi_api_poly_begin_tag);
+  decltype(MI_RESOLVE(mi_api_poly_index_add)) poly_index_add = MI_RESOLVE(mi_api_poly_index_add);
+  decltype(MI_RESOLVE(mi_api_poly_end)) poly_end = MI_RESOLVE(mi_api_poly_end);
+
+  void add_vector(miVector v) const { vector_xyz_add(&v); }
+};
 
 // The polygon object data: vectors, one vertex per corner, polygons.
 void write_polygons(const ObjectPiece& piece, const ObjectVectors& vectors, miTag material,
@@ -120,14 +134,15 @@ void write_polygons(const ObjectPiece& piece, const ObjectVectors& vectors, miTa
   for (int32_t i = 0; i < mesh.polygon_count; ++i) texture_count += mesh.polygons[i].corner_count;
 
   MI_CALL(mi_api_object_group_begin, 0.0);
-  for (const miVector& point : vectors.points) add_vector(point);
+  const GeometryCalls call;
+  for (const miVector& point : vectors.points) call.add_vector(point);
   if (normals) {
     // The renderer takes the opposite facing to the agent file's unless the orientation flag
     // says the normals already face the renderer's way.
     const float sign = piece.keep_normals ? 1.0f : -1.0f;
     for (int32_t i = 0; i < point_count; ++i) {
       const miVector n = carried_normal(mesh.normals[i], piece.transform);
-      add_vector({sign * n.x, sign * n.y, sign * n.z});
+      call.add_vector({sign * n.x, sign * n.y, sign * n.z});
     }
   }
   if (texture) {
@@ -135,12 +150,12 @@ void write_polygons(const ObjectPiece& piece, const ObjectVectors& vectors, miTa
       const MeshPolygon& polygon = mesh.polygons[i];
       for (int32_t k = 0; k < polygon.corner_count; ++k) {
         const Vector& t = mesh.texture[polygon.first_corner + k];
-        add_vector({t.x, t.y, t.z});
+        call.add_vector({t.x, t.y, t.z});
       }
     }
   }
   if (motion_blur)
-    for (const miVector& motion : vectors.motion) add_vector(motion);
+    for (const miVector& motion : vectors.motion) call.add_vector(motion);
 
   const int texture_base = point_count + normal_count;
   const int motion_base = point_count + normal_count + (texture ? texture_count : 0);
@@ -149,18 +164,17 @@ void write_polygons(const ObjectPiece& piece, const ObjectVectors& vectors, miTa
     const MeshPolygon& polygon = mesh.polygons[i];
     for (int32_t k = 0; k < polygon.corner_count; ++k) {
       const int p = mesh.corners[polygon.first_corner + k];
-      MI_CALL(mi_api_vertex_add, p);
-      if (normals) MI_CALL(mi_api_vertex_normal_add, point_count + p);
-      if (texture) MI_CALL(mi_api_vertex_tex_add, next_texture++, -1, -1);
-      if (motion_blur) MI_CALL(mi_api_vertex_motion_add, p + motion_base);
+      call.vertex_add(p);
+      if (normals) call.vertex_normal_add(point_count + p);
+      if (texture) call.vertex_tex_add(next_texture++, -1, -1);
+      if (motion_blur) call.vertex_motion_add(p + motion_base);
     }
   }
   int corner = 0;
   for (int32_t i = 0; i < mesh.polygon_count; ++i) {
-    MI_CALL(mi_api_poly_begin_tag, 0, material);
-    for (int32_t k = 0; k < mesh.polygons[i].corner_count; ++k)
-      MI_CALL(mi_api_poly_index_add, corner++);
-    MI_CALL(mi_api_poly_end);
+    call.poly_begin_tag(0, material);
+    for (int32_t k = 0; k < mesh.polygons[i].corner_count; ++k) call.poly_index_add(corner++);
+    call.poly_end();
   }
   MI_CALL(mi_api_object_group_end);
 }
@@ -172,12 +186,13 @@ void write_subdivision(const ObjectPiece& piece, const ObjectVectors& vectors, m
                        bool motion_blur) {
   const Mesh& mesh = *piece.mesh;
   MI_CALL(mi_api_object_group_begin, 0.0);
-  for (const miVector& point : vectors.points) add_vector(point);
+  const GeometryCalls call;
+  for (const miVector& point : vectors.points) call.add_vector(point);
   if (motion_blur)
-    for (const miVector& motion : vectors.motion) add_vector(motion);
+    for (const miVector& motion : vectors.motion) call.add_vector(motion);
   for (int32_t p = 0; p < mesh.point_count; ++p) {
-    MI_CALL(mi_api_vertex_add, p);
-    if (motion_blur) MI_CALL(mi_api_vertex_motion_add, mesh.point_count + p);
+    call.vertex_add(p);
+    if (motion_blur) call.vertex_motion_add(mesh.point_count + p);
   }
   miApi_ccmesh_options options{static_cast<miUint>(mesh.polygon_count),
                                static_cast<miUint>(mesh.point_count)};

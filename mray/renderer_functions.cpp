@@ -15,7 +15,6 @@ constexpr uintptr_t unresolved = 0;
 constexpr uintptr_t missing = 1;
 
 std::atomic<void*> module_handle{nullptr};
-std::atomic<uintptr_t> slots[renderer_function_slots];
 
 const char* const names[] = {
 #define HORDERA_RENDERER_NAME(name) #name,
@@ -25,12 +24,14 @@ const char* const names[] = {
 
 }  // namespace
 
+std::atomic<uintptr_t> renderer_slots[renderer_function_slots];
+
 const char* renderer_function_name(RendererFunction which) {
   return names[static_cast<int>(which)];
 }
 
-void* renderer_function(RendererFunction which) {
-  std::atomic<uintptr_t>& slot = slots[static_cast<int>(which)];
+void* resolve_renderer_function(RendererFunction which) {
+  std::atomic<uintptr_t>& slot = renderer_slots[static_cast<int>(which)];
   uintptr_t value = slot.load(std::memory_order_acquire);
   if (value == unresolved) {
     void* module = module_handle.load(std::memory_order_acquire);
@@ -56,5 +57,5 @@ void* renderer_function(RendererFunction which) {
 
 extern "C" void miSetModuleHandle(void* module) {
   mray::module_handle.store(module, std::memory_order_release);
-  for (auto& slot : mray::slots) slot.store(mray::unresolved, std::memory_order_release);
+  for (auto& slot : mray::renderer_slots) slot.store(mray::unresolved, std::memory_order_release);
 }

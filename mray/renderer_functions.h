@@ -4,6 +4,8 @@
 // standard error says once which renderer function is missing.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <type_traits>
 
 #include "mray/mi_interface.h"
@@ -12,10 +14,11 @@
 #define HORDERA_RENDERER_FUNCTIONS(X)                                                              \
   X(mi_mem_int_allocate)                                                                           \
   X(mi_mem_int_test_allocate)                                                                      \
-  X(mi_mem_int_reallocate) X(mi_mem_int_release) X(mi_mem_int_strdup) X(mi_error) X(mi_warning) X( \
-      mi_info) X(mi_progress) X(mi_debug) X(mi_vdebug) X(mi_init_lock) X(mi_delete_lock)           \
-      X(mi_lock) X(mi_unlock) X(mi_phen_eval) X(mi_db_access) X(mi_db_unpin) X(mi_db_type) X(      \
-          mi_db_size) X(mi_api_assembly_begin) X(mi_api_assembly_callback) X(mi_api_assembly_end)  \
+  X(mi_mem_int_reallocate)                                                                         \
+  X(mi_mem_int_release) X(mi_mem_int_strdup) X(mi_error) X(mi_warning) X(mi_info) X(               \
+      mi_progress) X(mi_debug) X(mi_vdebug) X(mi_init_lock) X(mi_delete_lock) X(mi_lock)           \
+      X(mi_unlock) X(mi_phen_eval) X(mi_db_access) X(mi_db_unpin) X(mi_db_type) X(mi_db_size) X(   \
+          mi_api_assembly_begin) X(mi_api_assembly_callback) X(mi_api_assembly_end)                \
           X(mi_geoshader_add_result) X(mi_get_shader_interface) X(mi_api_object_begin) X(          \
               mi_api_object_end) X(mi_api_basis_list_clear) X(mi_api_object_group_begin)           \
               X(mi_api_object_group_end) X(mi_api_vector_xyz_add) X(mi_api_vertex_add) X(          \
@@ -60,9 +63,24 @@ static_assert(static_cast<int>(RendererFunction::count) <= renderer_function_slo
 // The renderer function's name as looked up in the module.
 const char* renderer_function_name(RendererFunction which);
 
+// The table's slots: 0 before the function is looked up, 1 when the module lacks it, else its
+// address.
+extern std::atomic<std::uintptr_t> renderer_slots[renderer_function_slots];
+
+// Looks the renderer function up (once per module handle) and returns its address, or null
+// when the module does not provide it (reported once per module handle on standard error).
+void* resolve_renderer_function(RendererFunction which);
+
 // The renderer function's address, looked up on first use; null when the module does not
-// provide it (reported once per module handle on standard error). Safe from several threads.
-void* renderer_function(RendererFunction which);
+// provide it. Safe from several threads. Inline, because the object writer makes several
+// hundred thousand calls per agent.
+inline void* renderer_function(RendererFunction which) {
+  const std::uintptr_t value =
+      renderer_slots[static_cast<int>(which)].load(std::memory_order_acquire);
+  if (value > 1) [[likely]]
+    return reinterpret_cast<void*>(value);
+  return resolve_renderer_function(which);
+}
 
 // Calls a renderer function through the table; a missing one yields a zero result.
 template <class F>
@@ -85,7 +103,22 @@ struct RendererCall<R(P..., ...)> {
   }
 };
 
+// A renderer function looked up once, for loops that call it many times: calling it does what
+// MI_CALL does (nothing, when the module lacks the function) without the table lookup.
+template <class F>
+struct ResolvedCall;
+template <class R, class... P>
+struct ResolvedCall<R(P...)> {
+  R (*fn)(P...);
+  explicit ResolvedCall(RendererFunction which)
+      : fn(reinterpret_cast<R (*)(P...)>(renderer_function(which))) {}
+  R operator()(P... args) const { return fn ? fn(args...) : R(); }
+};
+
 }  // namespace mray
+
+// The renderer function `name`, looked up once (see ResolvedCall).
+#define MI_RESOLVE(name) ::mray::ResolvedCall<decltype(::name)>(::mray::RendererFunction::name)
 
 // Calls the renderer function `name` with the arguments that follow, through the table; the
 // prototype comes from mray/mi_interface.h and is used only for its type, never linked.

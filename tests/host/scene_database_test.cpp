@@ -3,7 +3,9 @@
 // arrays, textures, names, variables, and misuse reported rather than crashing.
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
+#include <vector>
 
 #include "host/memory.h"
 #include "host/messages.h"
@@ -12,6 +14,11 @@
 #include "mray/mi_interface.h"
 
 namespace {
+
+// The indices of a run of a group's flat arrays, as a list to compare.
+std::vector<int> list(std::span<const int> run) {
+  return {run.begin(), run.end()};
+}
 
 char* copy(const char* text) {
   return mi_mem_int_strdup("mray", 1, text);
@@ -95,12 +102,12 @@ TEST_F(SceneDatabase, QuadObjectKeepsItsVerticesPolygonsAndMaterial) {
   ASSERT_EQ(group.vertices.size(), 4u);
   EXPECT_EQ(group.vertices[2].position, 2);
   EXPECT_EQ(group.vertices[2].normal, 4);
-  EXPECT_EQ(group.vertices[2].textures, std::vector<int>{7});
-  EXPECT_EQ(group.vertices[3].motions, std::vector<int>{12});
-  EXPECT_EQ(group.vectors[group.vertices[3].motions[0]].z, 0.3f);
+  EXPECT_EQ(list(group.textures(group.vertices[2])), std::vector<int>{7});
+  EXPECT_EQ(list(group.motions(group.vertices[3])), std::vector<int>{12});
+  EXPECT_EQ(group.vectors[group.motions(group.vertices[3])[0]].z, 0.3f);
   ASSERT_EQ(group.polygons.size(), 2u);
-  EXPECT_EQ(group.polygons[0].corners, (std::vector<int>{0, 1, 2, 3}));
-  EXPECT_EQ(group.polygons[1].corners, (std::vector<int>{3, 2, 0}));
+  EXPECT_EQ(list(group.corners(group.polygons[0])), (std::vector<int>{0, 1, 2, 3}));
+  EXPECT_EQ(list(group.corners(group.polygons[1])), (std::vector<int>{3, 2, 0}));
   EXPECT_EQ(group.polygons[1].type, 1);
   EXPECT_EQ(group.polygons[0].material, material);
   EXPECT_EQ(group.polygons[1].material, material);
@@ -142,7 +149,7 @@ TEST_F(SceneDatabase, MisuseIsReportedAndTheRestIsKept) {
   EXPECT_EQ(group.vertices[2].position, -1);
   EXPECT_EQ(group.vertices[3].position, 2);
   ASSERT_EQ(group.polygons.size(), 1u);
-  EXPECT_EQ(group.polygons[0].corners, (std::vector<int>{0, 1, 3}));
+  EXPECT_EQ(list(group.corners(group.polygons[0])), (std::vector<int>{0, 1, 3}));
   EXPECT_EQ(group.polygons[0].material, 0u);
   const std::string first = host::messages()[0].text;
   EXPECT_EQ(first, "mi_api_object_end: no object is open\n");

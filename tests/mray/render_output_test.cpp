@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,11 @@
 #include "tests/support/skin_shader.h"
 
 namespace {
+
+// The indices of a run of a group's flat arrays, as a list to compare.
+std::vector<int> list(std::span<const int> run) {
+  return {run.begin(), run.end()};
+}
 
 using ::testing::HasSubstr;
 
@@ -147,10 +153,10 @@ TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
     // Corner 4 is the second quad's first corner: point 3.
     EXPECT_EQ(group.vertices[4].position, 3);
     EXPECT_EQ(group.vertices[4].normal, 9);
-    EXPECT_EQ(group.vertices[4].textures, std::vector<int>{16});
-    EXPECT_EQ(group.vertices[4].motions, std::vector<int>{23});
+    EXPECT_EQ(list(group.textures(group.vertices[4])), std::vector<int>{16});
+    EXPECT_EQ(list(group.motions(group.vertices[4])), std::vector<int>{23});
     ASSERT_EQ(group.polygons.size(), 2u);
-    EXPECT_EQ(group.polygons[1].corners, (std::vector<int>{4, 5, 6, 7}));
+    EXPECT_EQ(list(group.corners(group.polygons[1])), (std::vector<int>{4, 5, 6, 7}));
     EXPECT_EQ(group.polygons[0].material, named("mat_1_0"));
 
     // The prop rides on the arm: at (3, 1, 0) now, at (1, 1, 0) on frame 11.
@@ -443,7 +449,7 @@ TEST(ObjectOutput, SubdivisionMeshesIndexOneVertexPerPoint) {
     ASSERT_EQ(group.vectors.size(), 10u);  // five points, five motion vectors
     EXPECT_EQ(group.vectors[7].y, 1.0f);
     ASSERT_EQ(group.vertices.size(), 5u);
-    EXPECT_EQ(group.vertices[3].motions, std::vector<int>{8});
+    EXPECT_EQ(list(group.motions(group.vertices[3])), std::vector<int>{8});
     EXPECT_EQ(object->record.bbox_max.x, 4.0f);
     EXPECT_EQ(object->record.bbox_max_m.y, 1.0f);
 
