@@ -73,11 +73,15 @@ bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::st
   // own, on the threads, and the texts are joined in order.
   struct MeshPlan {
     std::vector<char> usable;  // per point
-    size_t base = 0;           // the index of its first point in the file
+    size_t base = 0;           // the index of its first point ("v" line) in the file
+    size_t uv_base = 0;        // of its first "vt" line, when it has texture coordinates
+    size_t normal_base = 0;    // of its first "vn" line, when it has normals
     size_t faces = 0;          // triangles drawn
   };
   std::vector<MeshPlan> plans(frame.meshes.size());
-  size_t base = 1;  // OBJ indices count from 1 across the whole file
+  // OBJ indices count from 1 across the whole file, each kind of line on its own: a mesh without
+  // texture coordinates or normals writes none, and the next mesh's count on from the last.
+  size_t base = 1, uv_base = 1, normal_base = 1;
   size_t written = 0, left_out = 0;
   const auto drawn = [](const FrameMesh& mesh, const MeshPlan& plan, size_t t) {
     const uint32_t* corner = &mesh.triangles[t * 3];
@@ -111,6 +115,10 @@ bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::st
     if (plan.faces == 0) continue;  // nothing of this mesh is drawn
     plan.base = base;
     base += count;
+    plan.uv_base = uv_base;
+    if (mesh.uvs.size() == count) uv_base += count;
+    plan.normal_base = normal_base;
+    if (mesh.normals.size() == count) normal_base += count;
     written += plan.faces;
   }
 
@@ -151,10 +159,10 @@ bool encode_obj(const FrameGeometry& frame, const std::string& mtl_name, std::st
       text += "f";
       const uint32_t* corner = &mesh.triangles[t * 3];
       for (int c = 0; c < 3; ++c) {
-        const std::string index = std::to_string(plan.base + corner[c]);
-        text += " " + index;
-        if (has_uvs || has_normals) text += "/" + (has_uvs ? index : "");
-        if (has_normals) text += "/" + index;
+        text += " " + std::to_string(plan.base + corner[c]);
+        if (has_uvs || has_normals)
+          text += "/" + (has_uvs ? std::to_string(plan.uv_base + corner[c]) : "");
+        if (has_normals) text += "/" + std::to_string(plan.normal_base + corner[c]);
       }
       text += "\n";
       ++faces;

@@ -1,5 +1,6 @@
-// The OBJ text of a frame, made on one thread and on several: indices run on across objects
-// (an object with nothing drawn takes none), materials are listed in the order their "usemtl"
+// The OBJ text of a frame, made on one thread and on several: indices run on across objects, each
+// kind of line counted on its own (an object with nothing drawn takes none, one without texture
+// coordinates takes no "vt" index), materials are listed in the order their "usemtl"
 // lines come, and the text is the same whatever the number of threads.
 #include <gtest/gtest.h>
 
@@ -54,8 +55,8 @@ TEST(ObjEncoding, IndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
       "o asm_1/b\n"
       "v 5 0 0\nv 6 0 0\nv 5 1 0\nv 5 5 0\n"
       "vt 0 0\nvt 1 0\nvt 0 1\nvt 1 1\n"
-      "usemtl cloth\nf 4/4 5/5 6/6\n"
-      "usemtl default_mtl\nf 4/4 6/6 7/7\n";
+      "usemtl cloth\nf 4/1 5/2 6/3\n"
+      "usemtl default_mtl\nf 4/1 6/3 7/4\n";
   const size_t body = obj.find("o asm_1/a");
   ASSERT_NE(body, std::string::npos) << obj;
   EXPECT_EQ(obj.substr(body), expected);
