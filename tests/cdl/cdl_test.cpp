@@ -554,6 +554,21 @@ TEST_F(CdlTest, IncludeCyclesAndMissingIncludesNameTheFile) {
       stderr_of([&] { EXPECT_EQ(1, read(write("fan.cdl", "object fan\ninclude fan0.cdl\n"))); }),
       HasSubstr("too many included files"));
 
+  // A chain of 40 files, each including the next: with the top file, 32 files are read and the
+  // 32nd of the chain is not.
+  for (int level = 1; level <= 40; ++level)
+    write("deep" + std::to_string(level) + ".cdl", "segment s" + std::to_string(level) +
+                                                       "\ninclude deep" +
+                                                       std::to_string(level + 1) + ".cdl\n");
+  Agent* deep = nullptr;
+  EXPECT_EQ(
+      stderr_of([&] { deep = load("deep.cdl", "object d\ninclude deep1.cdl\nend object\n"); }),
+      path("deep31.cdl") + ":2: includes nested too deeply, not reading " + path("deep32.cdl") +
+          "\n");
+  ASSERT_NE(nullptr, deep);
+  EXPECT_NE(nullptr, findSegment(deep, "s31"));
+  EXPECT_EQ(nullptr, findSegment(deep, "s32"));
+
   // The same file included twice in a row (not a cycle) is read twice.
   write("part.cdl", "segment part\n");
   Agent* twice = nullptr;
