@@ -24,6 +24,7 @@
 #include "mray/object_output.h"
 #include "mray/renderer_functions.h"
 #include "mray/shader_call.h"
+#include "tests/support/crowd_fixture.h"
 #include "tests/support/files.h"
 #include "tests/support/plugin_scenario.h"
 #include "tests/support/skin_shader.h"
@@ -47,20 +48,13 @@ using test_files::write_file;
 
 namespace fs = std::filesystem;
 
-// A man: root and an arm one unit above it, a skinned body of two quads (normals and texture
-// coordinates), a prop carried by the arm, a selector of three alternatives with value 1.6, a
-// Phong material in HSV and a material shaded by a description with a texture and an expression.
+// A man (the crowd fixture's meshes): root and an arm one unit above it, a skinned body of two
+// quads (normals and texture coordinates), a prop carried by the arm, a selector of three
+// alternatives with value 1.6, a Phong material in HSV and a material shaded by a description with
+// a texture and an expression.
 fs::path write_agent(const std::string& name) {
   const fs::path dir = fs::path(testing::TempDir()) / name;
-  fs::create_directories(dir);
-  write_file(dir / "body.obj",
-             "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 2 0\nv 1 2 0\nvn 0 0 1\n"
-             "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
-             "f 1/1/1 2/2/1 3/3/1 4/4/1\nf 4/1/1 3/2/1 6/3/1 5/4/1\n");
-  write_file(dir / "body.w",
-             "deformer 0 root\ndeformer 1 arm\n\n"
-             "0: 0 1\n1: 0 1\n2: 0 0.5 1 0.5\n3: 0 0.5 1 0.5\n4: 1 1\n5: 1 1\n");
-  write_file(dir / "prop.obj", "v 0 0 0\nv 0.5 0 0\nv 0 0.5 0\nf 1 2 3\n");
+  crowd_test::write_man_meshes(dir);
   write_file(dir / "man.cdl",
              "object man\n"
              "variables\nred 0.25\nend variables\n"

@@ -32,9 +32,10 @@ inline std::string type_of(int id) {
   return type_names[(id - 1) % 3];
 }
 
-// Writes the three agent types and the pose caches of frames 11 and 12 for `agents` agents into
-// `dir`.
-inline void write_crowd_files(const fs::path& dir, int agents) {
+// The man's meshes: body.obj, two quads stacked along y (points 0-3 and 2-5, normal (0, 0, 1),
+// texture coordinates per corner), body.w binding the lower two points to root, the middle two
+// half to root and half to arm and the top two to arm, and prop.obj, a triangle.
+inline void write_man_meshes(const fs::path& dir) {
   fs::create_directories(dir);
   write_file(dir / "body.obj",
              "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 2 0\nv 1 2 0\nvn 0 0 1\n"
@@ -44,6 +45,12 @@ inline void write_crowd_files(const fs::path& dir, int agents) {
              "deformer 0 root\ndeformer 1 arm\n\n"
              "0: 0 1\n1: 0 1\n2: 0 0.5 1 0.5\n3: 0 0.5 1 0.5\n4: 1 1\n5: 1 1\n");
   write_file(dir / "prop.obj", "v 0 0 0\nv 0.5 0 0\nv 0 0.5 0\nf 1 2 3\n");
+}
+
+// Writes the three agent types and the pose caches of frames 11 and 12 for `agents` agents into
+// `dir`.
+inline void write_crowd_files(const fs::path& dir, int agents) {
+  write_man_meshes(dir);
   write_file(dir / "quad.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3 4\n");
   write_file(dir / "quad.w", "deformer 0 root\n\n0: 0 1\n1: 0 1\n2: 0 1\n3: 0 1\n");
   write_file(dir / "man.cdl",
