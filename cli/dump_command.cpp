@@ -4,12 +4,12 @@
 // the declarations, the textures and the scene variables.
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/scene_and_plugin.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/output_file.h"
@@ -30,25 +30,11 @@ struct DumpOptions {
 
 int run_dump(const DumpOptions& options) {
   host::set_verbosity(options.verbosity);
-  host::Scene scene;
-  bool opened = false;
-  try {
-    opened = host::read_scene_file(options.scene, &scene);
-  } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "error: %s: not enough memory to read the scene file\n",
-                 options.scene.c_str());
-    return 1;
-  }
-  for (const std::string& error : scene.errors) std::fprintf(stderr, "error: %s\n", error.c_str());
-  if (!opened) return 1;
-
-  const std::string plugin_path = options.plugin.empty() ? default_plugin_path() : options.plugin;
+  cli::SceneAndPlugin loaded;
+  if (!cli::load_scene_and_plugin(options.scene, options.plugin, &loaded)) return 1;
+  const host::Scene& scene = loaded.scene;
+  const host::Plugin* plugin = loaded.plugin.get();
   std::string error;
-  const auto plugin = host::load_plugin(plugin_path, &error);
-  if (!plugin) {
-    std::fprintf(stderr, "error: %s\n", error.c_str());
-    return 1;
-  }
   // A dump to a file is built in memory and written whole through a temporary file, so that
   // the file never holds half a dump.
   char* dump_bytes = nullptr;

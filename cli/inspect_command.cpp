@@ -4,14 +4,13 @@
 
 #include <cstdio>
 #include <map>
-#include <new>
 #include <string>
 
 #include "cli/commands.h"
+#include "cli/scene_and_plugin.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/plugin.h"
-#include "host/plugin_path.h"
 #include "host/render_session.h"
 #include "host/scene_reader.h"
 
@@ -30,28 +29,11 @@ void print_vector(const miVector& v) {
 
 int run_inspect(const InspectOptions& options) {
   host::set_verbosity(options.verbosity);
-  host::Scene scene;
-  bool opened = false;
-  try {
-    opened = host::read_scene_file(options.scene, &scene);
-  } catch (const std::bad_alloc&) {
-    // A scene of many millions of words can need more memory than there is; say so, not abort.
-    std::fprintf(stderr, "error: %s: not enough memory to read the scene file\n",
-                 options.scene.c_str());
-    return 1;
-  }
-  for (const std::string& error : scene.errors) std::fprintf(stderr, "error: %s\n", error.c_str());
-  if (!opened) return 1;
-
-  const std::string plugin_path = options.plugin.empty()
-                                      ? host::default_plugin_path(HORDERA_PLUGIN_BUILD_PATH)
-                                      : options.plugin;
+  cli::SceneAndPlugin loaded;
+  if (!cli::load_scene_and_plugin(options.scene, options.plugin, &loaded)) return 1;
+  const host::Scene& scene = loaded.scene;
+  const host::Plugin* plugin = loaded.plugin.get();
   std::string error;
-  const auto plugin = host::load_plugin(plugin_path, &error);
-  if (!plugin) {
-    std::fprintf(stderr, "error: %s\n", error.c_str());
-    return 1;
-  }
   host::RenderSession session(*plugin);
   session.set_threads(options.threads);
   if (!session.start(&error)) {
@@ -60,7 +42,7 @@ int run_inspect(const InspectOptions& options) {
   }
 
   std::printf("scene: %s\n", options.scene.c_str());
-  std::printf("plug-in: %s\n", plugin_path.c_str());
+  std::printf("plug-in: %s\n", loaded.plugin_path.c_str());
   std::printf("instances read: %zu", scene.instances.size());
   if (scene.other_instances > 0)
     std::printf(" (%d other instances skipped)", scene.other_instances);
