@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli/commands.h"
+#include "cli/sequence_options.h"
 #include "host/frame_outputs.h"
 #include "host/frame_sequence.h"
 #include "host/gltf_writer.h"
@@ -92,21 +93,10 @@ void add_bake_command(CLI::App& app) {
       "glTF 2.0 (.glb or .gltf) or OBJ with its MTL materials (.obj): one mesh per object, "
       "normals, texture coordinates, materials approximating the Phong colours, nodes named "
       "after the agents. Exit code 0 only when every file was written.");
-  command
-      ->add_option("scene", options->sequence.scene,
-                   "Scene file written by the crowd exporter (.mi); with --frames it may hold "
-                   "the frame number as %d or %04d")
-      ->required();
-  command
-      ->add_option("-o,--output", options->sequence.output,
-                   "File to write (.glb, .gltf or .obj); with --frames a pattern such as "
-                   "crowd.%04d.glb (without one, .%04d goes before the extension)")
-      ->required();
-  command->add_option("--frames", options->sequence.frames,
-                      "Bake frames A to B (\"A-B\") or one frame (\"A\"), one file each");
-  command->add_option("--plugin", options->sequence.plugin,
-                      "Plug-in to load (default: hordera.so beside this program, else in "
-                      "../lib/hordera/ from it, else the one of the build tree)");
+  cli::add_sequence_options(command, options->sequence,
+                            "File to write (.glb, .gltf or .obj); with --frames a pattern such as "
+                            "crowd.%04d.glb (without one, .%04d goes before the extension)",
+                            "Bake");
   command->add_flag("--animate", options->animate,
                     "With --frames: one glTF file that plays the frames (each frame's crowd "
                     "shown in turn), instead of one file per frame");

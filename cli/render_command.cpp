@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/sequence_options.h"
 #include "host/frame_outputs.h"
 #include "host/frame_sequence.h"
 #include "host/plugin_path.h"
@@ -66,18 +67,10 @@ void add_render_command(CLI::App& app) {
       "preview picture of it (PNG): a key light with shadows, each material's Phong colours, a "
       "ground plane, matte objects as holes in the alpha channel. Exit code 0 only when every "
       "picture was written.");
-  command
-      ->add_option("scene", options->sequence.scene,
-                   "Scene file written by the crowd exporter (.mi); with --frames it may hold "
-                   "the frame number as %d or %04d")
-      ->required();
-  command
-      ->add_option("-o,--output", options->sequence.output,
-                   "Picture to write (.png); with --frames a pattern such as frame.%04d.png "
-                   "(without one, .%04d goes before the extension)")
-      ->required();
-  command->add_option("--frames", options->sequence.frames,
-                      "Render frames A to B (\"A-B\") or one frame (\"A\"), one picture each");
+  cli::add_sequence_options(command, options->sequence,
+                            "Picture to write (.png); with --frames a pattern such as "
+                            "frame.%04d.png (without one, .%04d goes before the extension)",
+                            "Render");
   command->add_option("--width", options->settings.width, "Picture width in pixels")
       ->check(CLI::Range(1, 16384));
   command->add_option("--height", options->settings.height, "Picture height in pixels")
@@ -98,9 +91,6 @@ void add_render_command(CLI::App& app) {
                    "Threads that build the agents, make their meshes and trace the picture "
                    "(default: every core)")
       ->check(CLI::Range(0, 1024));
-  command->add_option("--plugin", options->sequence.plugin,
-                      "Plug-in to load (default: hordera.so beside this program, else in "
-                      "../lib/hordera/ from it, else the one of the build tree)");
   command->add_flag("-q,--quiet", options->quiet, "No progress bar");
   command->callback([options] { command_exit_status = run_render(*options); });
 }
