@@ -9,6 +9,7 @@
 #include <limits>
 #include <sstream>
 
+#include "base/text_words.h"
 #include "mray/ri_interface.h"
 
 namespace host {
@@ -47,24 +48,12 @@ std::string_view trim(std::string_view text) {
   return text;
 }
 
-std::vector<std::string_view> words_of(std::string_view text) {
-  std::vector<std::string_view> words;
-  size_t at = 0;
-  while (at < text.size()) {
-    while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at]))) ++at;
-    const size_t start = at;
-    while (at < text.size() && !std::isspace(static_cast<unsigned char>(text[at]))) ++at;
-    if (at > start) words.push_back(text.substr(start, at - start));
-  }
-  return words;
-}
-
 // Reads "[class] type[n]" (the name not included) into `type`.
 bool read_declaration(std::string_view declaration, RibWriter::TokenType* type) {
   static const char* const storages[] = {"constant", "uniform", "varying", "vertex", "facevarying"};
   static const char* const types[] = {"float",  "integer", "string", "point", "vector",
                                       "normal", "color",   "hpoint", "matrix"};
-  std::vector<std::string_view> words = words_of(declaration);
+  std::vector<std::string_view> words = hordera::split_words(declaration);
   type->storage = "uniform";
   if (!words.empty() &&
       std::find(std::begin(storages), std::end(storages), words[0]) != std::end(storages)) {
@@ -257,7 +246,7 @@ bool RibWriter::declare(std::string_view name, std::string_view declaration) {
 }
 
 bool RibWriter::token_type(std::string_view token, TokenType* type) const {
-  const std::vector<std::string_view> words = words_of(token);
+  const std::vector<std::string_view> words = hordera::split_words(token);
   if (words.empty()) return false;
   const std::string_view name = words.back();
   if (words.size() > 1) {

@@ -6,20 +6,10 @@
 #include <cstring>
 #include <vector>
 
+#include "base/text_words.h"
+
 namespace mray {
 namespace {
-
-std::vector<std::string_view> split_words(std::string_view text) {
-  std::vector<std::string_view> words;
-  size_t at = 0;
-  while (at < text.size()) {
-    while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at]))) ++at;
-    const size_t start = at;
-    while (at < text.size() && !std::isspace(static_cast<unsigned char>(text[at]))) ++at;
-    if (at > start) words.push_back(text.substr(start, at - start));
-  }
-  return words;
-}
 
 bool read_switch(std::string_view word, bool* value) {
   if (word == "1" || word == "on" || word == "true" || word == "yes") {
@@ -38,7 +28,7 @@ bool read_switch(std::string_view word, bool* value) {
 bool read_rib_options(std::string_view text, RibOptions* options, bool* motion_blur) {
   RibOptions read = *options;
   bool blur = *motion_blur;
-  const std::vector<std::string_view> words = split_words(text);
+  const std::vector<std::string_view> words = hordera::split_words(text);
   if (words.empty()) return false;
   for (size_t i = 0; i < words.size(); ++i) {
     const std::string_view word = words[i];
