@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "fuzz/entry_fixture.h"
 #include "host/locks.h"
@@ -79,9 +80,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   // The driver keeps the renderer's lock when an agent type cannot be loaded, as renderers
   // running existing scenes expect; held any other time, the lock was lost.
+  // Only the driver's own message counts: other messages may quote text of the input.
   int kept = 0;
-  for (const host::Message& message : host::messages())
-    kept += message.text.find(" cannot be loaded.") != std::string::npos;
+  for (const host::Message& message : host::messages()) {
+    const std::string& text = message.text;
+    const std::string_view prefix = "-->horderaMray: ", suffix = " cannot be loaded.";
+    kept += text.size() >= prefix.size() + suffix.size() && text.starts_with(prefix) &&
+            text.ends_with(suffix);
+  }
   if (host::release_lock_held_by_this_thread(host::global_lock()) != kept) std::abort();
   if (host::memory_in_use().size() != memory_before) std::abort();
   host::clear_messages();
