@@ -18,6 +18,8 @@ namespace {
 
 // Inflated sizes above this are read through a gzip stream instead of in memory.
 constexpr size_t kLargestInMemory = size_t(1) << 30;
+// The most bytes one byte of deflate data can stand for (a run of 258 in under two bits).
+constexpr size_t kLargestDeflateRatio = 1032;
 // Pieces in which a file read through a stream grows.
 constexpr size_t kStreamPieceBytes = 64 * 1024;
 
@@ -113,12 +115,14 @@ bool FileBuffer::inflate_in_memory(const unsigned char* in, size_t in_size) {
   libdeflate_decompressor* d = decompressor();
   if (d == nullptr) return false;
   // The last member's trailer gives its inflated size (modulo 4 GiB): a first guess for the
-  // buffer, grown when short.
+  // buffer, grown when short. Deflate data cannot grow more than 1032-fold, so a damaged
+  // trailer on a small file does not make it hold a gigabyte.
   size_t guess = in_size * 4;
   if (in_size >= 4) {
     const unsigned char* t = in + in_size - 4;
-    guess =
-        std::max(guess, size_t(t[0]) | size_t(t[1]) << 8 | size_t(t[2]) << 16 | size_t(t[3]) << 24);
+    const size_t trailer =
+        size_t(t[0]) | size_t(t[1]) << 8 | size_t(t[2]) << 16 | size_t(t[3]) << 24;
+    guess = std::max(guess, std::min(trailer, in_size * kLargestDeflateRatio));
   }
   if (!reserve(std::min(std::max<size_t>(guess, 4096), kLargestInMemory))) return false;
   size_ = 0;

@@ -25,6 +25,8 @@ class FileBuffer {
   // Whether the last load met damaged or truncated gzip data (and holds what came before it).
   bool damaged() const { return damaged_; }
   size_t size() const { return size_; }
+  // Bytes held for the data, which stay held until the next load or the buffer's end.
+  size_t capacity() const { return capacity_; }
 
   // Copies the next line from `position` into `line` as stream_gets does with a buffer of
   // `limit` bytes: at most limit - 1 bytes, up to and including a newline, NUL-terminated; a
