@@ -39,6 +39,9 @@ targets=()
 for name in "${fuzzers[@]}"; do targets+=("${name}_fuzz"); done
 cmake --build "$build" -j "$jobs" --target "${targets[@]}"
 
+# Harnesses write every input to a file; on tmpfs that costs no disk inodes.
+[ -z "${TMPDIR:-}" ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
+
 failed=()
 for name in "${fuzzers[@]}"; do
   corpus=$build/corpus/$name
