@@ -123,38 +123,17 @@ std::string sample_binary(bool swapped) {
 
 TEST(ActionText, ReadsListAndWritesItBack) {
   const std::string path = temp_path("list.act");
+  // Among the key lines of the second curve, a line that looks like a comment scans as nothing.
   write_file(path,
-             "# made by hand\n"
-             "object skipped before the first action\n"
-             "action 2step\n"
-             "    rate 0.5\n"
-             "    track 2\n"
-             "    curve\n"
-             "\tchannel hip:rx\n"
-             "\ttype cosine\n"
-             "\t2 points\n"
-             "                0 1\n"
-             "                0.5 2\n"
-             "    end curve\n"
-             "    curve\n"
-             "\t3 points\n"
-             "0 1\n"
-             "# not a comment inside key lines: scans as nothing\n"
-             "0.6 3\n"
-             "    end curve\n"
-             "\n"
-             "action walk\n"
-             "    loop 0.1 0.9 0\n"
-             "    curve\n"
-             "        channel latch\n"
-             "        type constant\n"
-             "        1 points\n"
-             "        0 1\n"
-             "    end curve\n"
-             "action run\n"
-             "    loop 0 1 0 one_shot no_retrigger\r\n"
-             "end object\n"
-             "after\n");
+             "# made by hand\nobject skipped before the first action\n"
+             "action 2step\n    rate 0.5\n    track 2\n"
+             "    curve\n\tchannel hip:rx\n\ttype cosine\n\t2 points\n"
+             "                0 1\n                0.5 2\n    end curve\n"
+             "    curve\n\t3 points\n0 1\n# not a comment\n0.6 3\n    end curve\n\n"
+             "action walk\n    loop 0.1 0.9 0\n"
+             "    curve\n        channel latch\n        type constant\n"
+             "        1 points\n        0 1\n    end curve\n"
+             "action run\n    loop 0 1 0 one_shot no_retrigger\r\nend object\nafter\n");
   Agent* type = new_agent_type("text reader");
   Stream* in = stream_open(path.c_str(), "r", 0);
   ASSERT_EQ(actions_read_text(in, type, &type->actions), 1);
