@@ -155,13 +155,9 @@ HairNode* add_hair(Agent* type, const char* name) {
 
 // The centre of ring `ring` (three points) of the mesh.
 Vector ring_centre(const Mesh* mesh, int ring) {
-  Vector c{0, 0, 0};
-  for (int k = 0; k < 3; ++k) {
-    c.x += mesh->points[ring * 3 + k].x / 3;
-    c.y += mesh->points[ring * 3 + k].y / 3;
-    c.z += mesh->points[ring * 3 + k].z / 3;
-  }
-  return c;
+  const Vector* p = mesh->points + ring * 3;
+  return {(p[0].x + p[1].x + p[2].x) / 3, (p[0].y + p[1].y + p[2].y) / 3,
+          (p[0].z + p[1].z + p[2].z) / 3};
 }
 
 TEST(HairCache, GuidesGrowTaperedStrandsWithDensityClumpingAndBlur) {
