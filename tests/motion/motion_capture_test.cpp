@@ -185,6 +185,15 @@ void expect_pose(Agent* agent, const WalkFrame& frame, const char* what) {
     for (int j = 0; j < 3; ++j) EXPECT_NEAR(m[j * 4 + i], pose.foot.m[i][j], 1e-4) << what;
 }
 
+// Checks row `row` of a segment's agent-space matrix: where its x (0), y (1) or z (2) axis points,
+// or its origin (3).
+void expect_row(Agent* agent, const char* segment, int row, V3 expected) {
+  float m[16];
+  agentSpace(findSegment(agent, segment), m);
+  const double e[3] = {expected.x, expected.y, expected.z};
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(m[row * 4 + i], e[i], 1e-4) << segment << row << i;
+}
+
 std::string data_dir() {
   return HORDERA_MOCAP_DATA;
 }
@@ -256,7 +265,7 @@ TEST(AmcReadFrame, PosesTheWalkAsTheSkeletonAndClipSay) {
   delete_agent_instance(walker);
 }
 
-TEST(AmcImport, WholeGzipClipBecomesOneActionWithAKeyPerFrame) {
+TEST(AmcImport, WholeClipBecomesOneActionAndBrokenLinesAreReportedWithFileAndLine) {
   SKIP_WITHOUT_DATA();
   // A gzip clip beside a skeleton of the same stem.
   std::string dir = temp_dir("import");
@@ -288,11 +297,8 @@ TEST(AmcImport, WholeGzipClipBecomesOneActionWithAKeyPerFrame) {
   pose_from_keys(walker, walk, 99);
   expect_pose(walker, kFrame100, "imported frame 100");
   delete_agent_instance(walker);
-}
 
-TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
-  SKIP_WITHOUT_DATA();
-  std::string dir = temp_dir("broken");
+  // Broken lines of a clip are reported with file and line; the good ones are kept.
   fs::copy_file(data_dir() + "/12.asf", dir + "bad.asf", fs::copy_options::overwrite_existing);
   const std::string amc = dir + "bad.amc";
   write_file(amc,
@@ -300,15 +306,15 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
              "1\nroot 0 0 0 0 0 0\nltibia 10\nwing 1 2 3\nlfemur 1 2\n"  // lines 4-8
              "2\nroot 0 0 0 0 0 0\nltibia nan\n99999999999\n"            // lines 9-12
              "2000000000\nltibia 30\n");
-  Agent* type = make_walker("broken");
-  std::string messages = stderr_of([&] { EXPECT_EQ(agent_import_action(type, amc.c_str()), 1); });
+  Agent* broken = make_walker("broken");
+  std::string messages = stderr_of([&] { EXPECT_EQ(agent_import_action(broken, amc.c_str()), 1); });
   for (const char* expected :
        {":3: bone values before the first frame number ignored",
         ":7: bone \"wing\" is not in the skeleton", ":8: bone \"lfemur\" has 2 values",
         ":11: bad value \"nan\" for bone \"ltibia\"", ":12: frame number 99999999999 out of range"})
     EXPECT_THAT(messages, HasSubstr(amc + expected));
   // Three frames: a frame without a bone's line holds that bone's previous value.
-  Curve* tibia = findCurve(findAction(type, "bad"), "ltibia:rx");
+  Curve* tibia = findCurve(findAction(broken, "bad"), "ltibia:rx");
   ASSERT_NE(tibia, nullptr);
   ASSERT_EQ(tibia->points->count, 3);
   // ltibia turns about its own x axis, tilted 20 degrees about z: the x channel of the
@@ -316,10 +322,10 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
   EXPECT_FLOAT_EQ(tibia->points->value[1], tibia->points->value[0]);
   EXPECT_NE(tibia->points->value[2], tibia->points->value[0]);
   // A frame number as large as 2000000000 is just a number: frame 2000000000 exists.
-  Agent* walker = new_agent_instance(type);
-  EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 2000000000), 1);
-  EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 3), 0);
-  delete_agent_instance(walker);
+  Agent* reader = new_agent_instance(broken);
+  EXPECT_EQ(amc_read_frame(reader, amc.c_str(), 2000000000), 1);
+  EXPECT_EQ(amc_read_frame(reader, amc.c_str(), 3), 0);
+  delete_agent_instance(reader);
 
   // A gzip file cut short keeps the frames before the damage.
   std::string whole = dir + "whole.amc.gz";
@@ -328,16 +334,16 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
   write_file(dir + "cut.amc.gz", packed.substr(0, packed.size() / 2));
   fs::copy_file(data_dir() + "/12.asf", dir + "cut.asf", fs::copy_options::overwrite_existing);
   EXPECT_THAT(
-      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "cut.amc.gz").c_str()), 1); }),
+      stderr_of([&] { EXPECT_EQ(agent_import_action(broken, (dir + "cut.amc.gz").c_str()), 1); }),
       HasSubstr("compressed data end early"));
-  Curve* cut = findCurve(findAction(type, "cut"), "root:tx");
+  Curve* cut = findCurve(findAction(broken, "cut"), "root:tx");
   ASSERT_NE(cut, nullptr);
   EXPECT_GT(cut->points->count, 10);
   EXPECT_LT(cut->points->count, 343);
 
   // A missing clip gives the system's own message.
   EXPECT_THAT(
-      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "none.amc").c_str()), 0); }),
+      stderr_of([&] { EXPECT_EQ(agent_import_action(broken, (dir + "none.amc").c_str()), 0); }),
       HasSubstr("AMC file " + dir + "none.amc could not be opened\n"));
 }
 
@@ -363,12 +369,9 @@ TEST(AsfReader, BrokenSkeletonItemsAreSkippedWithTheirLine) {
         "odd.asf:25: unknown bone \"arm\"", "odd.asf:26: bone \"shin\" cannot be its own"})
     EXPECT_THAT(messages, HasSubstr(expected));
   // shin turns 90 degrees about its own x axis, which the axis line turns onto the skeleton's
-  // y axis: the segment's rotation is 90 degrees about y.
-  float m[16];
-  agentSpace(findSegment(agent, "shin"), m);
-  EXPECT_NEAR(m[0], 0, 1e-5);  // x goes to -z
-  EXPECT_NEAR(m[2], -1, 1e-5);
-  EXPECT_NEAR(m[5], 1, 1e-5);  // y stays
+  // y axis: the segment's rotation is 90 degrees about y, taking x to -z and keeping y.
+  expect_row(agent, "shin", 0, {0, 0, -1});
+  expect_row(agent, "shin", 1, {0, 1, 0});
   delete_agent_instance(agent);
 }
 
@@ -402,30 +405,17 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
   EXPECT_FLOAT_EQ(tx->points->value[1], 4);
   EXPECT_NEAR(findCurve(hop, "hips:rz")->points->value[1], 30, 1e-4);
 
-  // Frame 2 on an agent: the spine's Zrotation 90 then Xrotation 90, as BVH composes them
-  // (v' = Rz * Rx * v), takes the spine's own y axis to -z... worked out here by hand:
-  // Rx(90) takes y to z, then Rz(90) leaves z alone, so the spine's end (0, 1, 0) goes to
-  // (0, 0, 1) from the spine's origin.
+  // Frame 2 on an agent. The hips turn 30 degrees about z and sit at (4, 5, 6): the spine starts
+  // at hips + Rz(30) (0, 1, 0) = (4 - sin 30, 5 + cos 30, 6), the tail at hips + Rz(30) (0, -1, 0).
+  // The spine's Zrotation 90 then Xrotation 90 compose as v' = Rz Rx v: its y axis goes to z
+  // (which the hips' turn keeps), its x axis to y, then by the hips to (-sin 30, cos 30, 0).
   Agent* agent = new_agent_instance(type);
   pose_from_keys(agent, hop, 1);
-  float m[16];
-  agentSpace(findSegment(agent, "spine"), m);
-  // The hips turn 30 degrees about z and sit at (4, 5, 6); the spine starts at hips + Rz(30) *
-  // (0, 1, 0) = (4 - sin 30, 5 + cos 30, 6).
-  EXPECT_NEAR(m[12], 4 - 0.5, 1e-4);
-  EXPECT_NEAR(m[13], 5 + std::sqrt(3.0) / 2, 1e-4);
-  EXPECT_NEAR(m[14], 6, 1e-4);
-  // The spine's y axis in the hips' frame is (0, 0, 1); the hips' rotation about z keeps it.
-  EXPECT_NEAR(m[4], 0, 1e-4);
-  EXPECT_NEAR(m[5], 0, 1e-4);
-  EXPECT_NEAR(m[6], 1, 1e-4);
-  // The spine's x axis: Rx leaves it, Rz(90) takes it to y, Rz(30) of the hips to
-  // (-sin 30, cos 30, 0).
-  EXPECT_NEAR(m[0], -0.5, 1e-4);
-  EXPECT_NEAR(m[1], std::sqrt(3.0) / 2, 1e-4);
-  float t[16];
-  agentSpace(findSegment(agent, "tail"), t);
-  EXPECT_NEAR(t[13], 5 - std::sqrt(3.0) / 2, 1e-4);  // rest offset (0, -1, 0) turned with hips
+  const double half_root3 = std::sqrt(3.0) / 2;
+  expect_row(agent, "spine", 3, {3.5, 5 + half_root3, 6});
+  expect_row(agent, "spine", 1, {0, 0, 1});
+  expect_row(agent, "spine", 0, {-0.5, half_root3, 0});
+  expect_row(agent, "tail", 3, {4.5, 5 - half_root3, 6});
   delete_agent_instance(agent);
 
   // A hierarchy that cannot be read is refused with its line; nothing is added.
@@ -456,24 +446,14 @@ TEST(BvhImport, SegmentsTurnedAtRestKeepTheirTurnAndTakeTheClipsInTheirParentsFr
   ASSERT_NE(findAction(type, "bend"), nullptr);
   Agent* agent = new_agent_instance(type);
   pose_from_keys(agent, findAction(type, "bend"), 0);
-  // Rows 0 to 2 of a segment's agent-space matrix are where its x, y and z axes point.
   // The hips still point their x axis along y: the rest turn is kept.
-  float hips[16];
-  agentSpace(findSegment(agent, "hips"), hips);
-  EXPECT_NEAR(hips[0], 0, 1e-5);
-  EXPECT_NEAR(hips[1], 1, 1e-5);
-  EXPECT_NEAR(hips[2], 0, 1e-5);
+  expect_row(agent, "hips", 0, {0, 1, 0});
   // The spine at rest points its x axis along y (the hips' turn); the clip turns it 90 degrees
   // about the capture's x axis, which takes y to z. Its y axis, along -x at rest, is left alone
   // by a turn about x; its origin stays one unit along the hips' y axis, at (-1, 0, 0).
-  float spine[16];
-  agentSpace(findSegment(agent, "spine"), spine);
-  EXPECT_NEAR(spine[0], 0, 1e-5);
-  EXPECT_NEAR(spine[1], 0, 1e-5);
-  EXPECT_NEAR(spine[2], 1, 1e-5);
-  EXPECT_NEAR(spine[4], -1, 1e-5);
-  EXPECT_NEAR(spine[12], -1, 1e-5);
-  EXPECT_NEAR(spine[13], 0, 1e-5);
+  expect_row(agent, "spine", 0, {0, 0, 1});
+  expect_row(agent, "spine", 1, {-1, 0, 0});
+  expect_row(agent, "spine", 3, {-1, 0, 0});
   delete_agent_instance(agent);
 }
 
