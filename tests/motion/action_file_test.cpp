@@ -336,7 +336,7 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
   EXPECT_EQ(list, nullptr);
 }
 
-TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
+TEST(ActionFile, LoadMessagesDefaultBrainNodeAndImportByExtension) {
   Agent* type = new_agent_type("loader");
   Agent* agent = new_agent_instance(type);
   const std::string good = temp_path("good.act");
@@ -398,33 +398,30 @@ TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
   ASSERT_EQ(load_action_file(driven, good.c_str()), 1);
   ASSERT_NE(find_userVar(driven, "tail"), nullptr);
   EXPECT_EQ(output->target, &find_userVar(driven, "tail")->value);
-}
 
-TEST(ActionFile, ImportDispatchesByExtension) {
-  Agent* type = new_agent_type("importer");
-  const std::string act = temp_path("import.act");
-  write_file(act, "action hop\n");
-  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, act.c_str()), 1); }),
-            "importing " + act + "\n");
-  EXPECT_NE(findAction(type, "hop"), nullptr);
+  // Import picks the reader by extension.
+  Agent* importer = new_agent_type("importer");
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, good.c_str()), 1); }),
+            "importing " + good + "\n");
+  EXPECT_NE(findAction(importer, "stroll"), nullptr);
 
   // Compressed text loads through the gzip stream.
   const std::string gz = temp_path("import.act.gz");
   scratch::write_stream(gz, "action skip\n    rate 2\n", 1);
-  stderr_of([&] { EXPECT_EQ(agent_import_action(type, gz.c_str()), 1); });
-  ASSERT_NE(findAction(type, "skip"), nullptr);
-  EXPECT_FLOAT_EQ(findAction(type, "skip")->rate, 2);
+  stderr_of([&] { EXPECT_EQ(agent_import_action(importer, gz.c_str()), 1); });
+  ASSERT_NE(findAction(importer, "skip"), nullptr);
+  EXPECT_FLOAT_EQ(findAction(importer, "skip")->rate, 2);
 
-  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, "motion.mov"), 0); }),
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, "motion.mov"), 0); }),
             "importing motion.mov\nact, *.actb, *.amc, or *.bvh\n");
   const std::string amc = temp_path("absent.AMC");
-  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, amc.c_str()), 0); }),
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, amc.c_str()), 0); }),
             "importing " + amc + "\nAMC file " + amc + " could not be opened\n");
   const std::string bvh = temp_path("capture.bvh");
   write_file(bvh, "HIERARCHY\n");
-  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(agent_import_action(type, bvh.c_str()), 0); }),
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, bvh.c_str()), 0); }),
               HasSubstr(bvh + ":1: hierarchy incomplete"));
-  EXPECT_EQ(count_actions(type->actions), 2);
+  EXPECT_EQ(count_actions(importer->actions), 2);
 }
 
 }  // namespace

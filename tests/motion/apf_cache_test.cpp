@@ -113,7 +113,7 @@ TEST_F(ApfCacheTest, ReadsOddlyWrittenNumbersAndSplitsLongLines) {
   }
 }
 
-TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
+TEST_F(ApfCacheTest, KeepsAtMostTwoFilesAndReportsMissingFilesAndWideLines) {
   Agent* agent = make_agent(1);
   std::string first = write("1.apf", "BEGIN man_1\nroot 1 0 0 0 0 0\n");
   std::string second = write("2.apf", "BEGIN man_1\nroot 2 0 0 0 0 0\n");
@@ -129,10 +129,7 @@ TEST_F(ApfCacheTest, KeepsAtMostTwoFilesDroppingTheOldest) {
   write("3.apf", "BEGIN man_1\nroot 9 0 0 0 0 0\n");
   ASSERT_EQ(apf_cache_read(third.c_str(), agent), 1);
   EXPECT_FLOAT_EQ(agent->segments->channels[3], 3);
-}
 
-TEST_F(ApfCacheTest, ReportsMissingFilesAndWideLines) {
-  Agent* agent = make_agent(1);
   const std::string missing = path("none.apf");
   // The missing file is reported once: its entry stays cached, so the second read fails quietly.
   EXPECT_EQ(stderr_of([&] {

@@ -75,7 +75,7 @@ class ApfTest : public scratch::FolderTest {
   Agent* type_ = nullptr;
 };
 
-TEST_F(ApfTest, SmallRotationsAreWrittenAsZeroAndOthersRounded) {
+TEST_F(ApfTest, SmallRotationsAreWrittenAsZeroOthersRoundedAndLargeRootAnglesFlattened) {
   Agent* agent = make_agent("man", 12);
   Segment* root = agent->segments;
   hordera::matrix_identity(root->matrix);
@@ -99,6 +99,17 @@ TEST_F(ApfTest, SmallRotationsAreWrittenAsZeroAndOthersRounded) {
   arm->channels[4] = 0.045f;
   ASSERT_EQ(apf_write(dir().c_str(), 3, 0), 1);
   EXPECT_NE(read_text(3, false).find("\narm 0.05 0.05 -45.00 "), std::string::npos);
+
+  // Angles (170, 20, 170) in xyz order: x and z are above 90, so each moves by 180 towards zero
+  // (-10, -10) and y becomes 180 - 20 = 160. The same rotation, written flatter.
+  Matrix world;
+  rotation_matrix_from_angles(170 / 57.2957795f, 20 / 57.2957795f, 170 / 57.2957795f,
+                              kDefaultRotationOrder, world);
+  float degrees[3];
+  apf_root_rotations(world, kDefaultRotationOrder, degrees);
+  EXPECT_NEAR(degrees[0], -10, 1e-3f);
+  EXPECT_NEAR(degrees[1], 160, 1e-3f);
+  EXPECT_NEAR(degrees[2], -10, 1e-3f);
 }
 
 TEST_F(ApfTest, BlocksAreSeparatedAndSpawnLinesPrecedeNewAgents) {
@@ -236,19 +247,6 @@ TEST_F(ApfTest, RoundTripInBothCompressions) {
     agent->value_sets = nullptr;
     delete_agent_instance(agent);
   }
-}
-
-TEST_F(ApfTest, FlattensRootRotationsWithTwoLargeAngles) {
-  // Angles (170, 20, 170) in xyz order: x and z are above 90, so each moves by 180 towards zero
-  // (-10, -10) and y becomes 180 - 20 = 160. The same rotation, written flatter.
-  Matrix world;
-  rotation_matrix_from_angles(170 / 57.2957795f, 20 / 57.2957795f, 170 / 57.2957795f,
-                              kDefaultRotationOrder, world);
-  float degrees[3];
-  apf_root_rotations(world, kDefaultRotationOrder, degrees);
-  EXPECT_NEAR(degrees[0], -10, 1e-3f);
-  EXPECT_NEAR(degrees[1], 160, 1e-3f);
-  EXPECT_NEAR(degrees[2], -10, 1e-3f);
 }
 
 TEST_F(ApfTest, FileNamesMissingFilesAndUnwritableFolders) {

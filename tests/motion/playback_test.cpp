@@ -73,7 +73,7 @@ class PlaybackTest : public ::testing::Test {
   Agent* agent_ = nullptr;
 };
 
-TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
+TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsReportsSlotsAndHandsOutFreeOnes) {
   EXPECT_EQ(number_of_playbacks(), 32);
   Agent* bare = new_agent_instance(type_);
   create_playbacks(bare);
@@ -96,6 +96,7 @@ TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
   delete_agent_instance(prototype);
 
   Action* walk = add_action("walk");
+  Action* run = add_action("run");
   make_agent();
   PlaybackSlot* table = agent_->playbacks;
   create_playbacks(agent_);
@@ -119,12 +120,7 @@ TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
   EXPECT_EQ(getPlaybackInfo(agent_, 4, &name, &weight, &phase), 0u);
   EXPECT_EQ(getPlaybackInfo(agent_, 32, &name, &weight, &phase), 0u);
   EXPECT_EQ(getPlaybackInfo(agent_, -1, &name, &weight, &phase), 0u);
-}
 
-TEST_F(PlaybackTest, FreeSlotsAndKickoffsOfRemovedActions) {
-  Action* walk = add_action("walk");
-  Action* run = add_action("run");
-  make_agent();
   play(0, walk, 0.2f, 1.0f);
   play(1, run, 0.2f, 1.0f);
   EXPECT_EQ(playback_free_slot(agent_), &agent_->playbacks[2]);  // the first free one
