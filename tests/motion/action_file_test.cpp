@@ -91,9 +91,7 @@ struct BinaryWriter {
     text(name);
     real(rate);
     if (version == 2) byte(static_cast<uint8_t>(track));
-    real(l0);
-    real(l1);
-    real(l2);
+    for (float l : {l0, l1, l2}) real(l);
     byte(flags);
   }
   void curve(const std::string& channel, uint32_t code, const std::vector<float>& times,

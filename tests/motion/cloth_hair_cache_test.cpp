@@ -1,7 +1,6 @@
-// Cloth and hair caches at render time: cache files written here, loaded onto pieces of a test
-// agent (agent and world space, normals, motion blur from the frame before), the render geometry
-// built from hair guides, and broken or missing caches, which leave the piece without geometry
-// and say why.
+// Cloth and hair caches loaded onto pieces of a test agent (agent and world space, normals, blur
+// from the frame before), render geometry grown from hair guides, and broken or missing caches,
+// which leave the piece without geometry and say why.
 #include "motion/cloth_hair_cache.h"
 
 #include <gmock/gmock.h>

@@ -210,6 +210,7 @@ void pose_from_keys(Agent* agent, Action* action, int key) {
     const std::string channel = c->points->channel;
     const size_t colon = channel.find(':');
     Segment* s = findSegment(agent, channel.substr(0, colon).c_str());
+    ASSERT_NE(s, nullptr) << channel;
     s->channels[std::string("txtytzrxryrz").find(channel.substr(colon + 1)) / 2] =
         c->points->value[key];
   }
