@@ -119,7 +119,7 @@ std::string sample_binary(bool swapped) {
   return w.bytes;
 }
 
-TEST(ActionText, ReadsListAndWritesItBack) {
+TEST(ActionText, ReadsListWritesItBackAndSurvivesDamagedText) {
   const std::string path = temp_path("list.act");
   // Among the key lines of the second curve, a line that looks like a comment scans as nothing.
   write_file(path,
@@ -194,9 +194,8 @@ TEST(ActionText, ReadsListAndWritesItBack) {
   EXPECT_EQ(nth_curve(again, 1)->points->count, 3);
   EXPECT_EQ(again->next->flags, 0);
   free_actions(again);
-}
 
-TEST(ActionText, SurvivesTruncatedAndMalformedText) {
+  // Damaged text keeps what was read before the damage.
   Action* list = nullptr;
   ASSERT_EQ(read_text("broken.act",
                       "action cut\n  curve\n  channel a:tx\n  type spline1d\n  9 points\n"
@@ -231,7 +230,7 @@ TEST(ActionText, SurvivesTruncatedAndMalformedText) {
   EXPECT_EQ(none, nullptr);
 }
 
-TEST(ActionBinary, BothByteOrdersGiveTheSameActions) {
+TEST(ActionBinary, BothByteOrdersVersionsTagsAndDamage) {
   Action* lists[2] = {nullptr, nullptr};
   for (int swapped : {0, 1})
     ASSERT_EQ(read_binary("sample.actb", sample_binary(swapped), &lists[swapped]), 1);
@@ -271,9 +270,7 @@ TEST(ActionBinary, BothByteOrdersGiveTheSameActions) {
   }
   free_actions(lists[0]);
   free_actions(lists[1]);
-}
 
-TEST(ActionBinary, VersionsTagsAndDamage) {
   // Version 1 has no track byte.
   BinaryWriter v1;
   v1.word(7);

@@ -144,7 +144,7 @@ TEST(CurveStorage, TypeChangesRecomputeTangentsOnlyOnRealChangesOrNotAtAllWithou
   curve_free(curve);
 }
 
-TEST(CurveEvaluate, WrapSpanAndTypes) {
+TEST(CurveEvaluate, WrapSpanTypesCloseKeysAndSplines) {
   Curve* linear = make_curve(CURVE_LINEAR, {{0.25f, 0}, {0.75f, 1}});
   EXPECT_NEAR(curve_evaluate(linear, 0.9f), 0.7f, 1e-6);  // wraps through the phase boundary
   EXPECT_NEAR(curve_evaluate(linear, 0.1f), 0.3f, 1e-6);
@@ -190,11 +190,7 @@ TEST(CurveEvaluate, WrapSpanAndTypes) {
   // In the wrap span too.
   Curve* wrap = make_curve(CURVE_COSINE, {{0.25f, 0}, {0.75f, 1}});
   EXPECT_NEAR(curve_evaluate(wrap, 0.9f), 0.5f - 0.5f * std::cos(M_PI * 0.7), 1e-3);
-  for (Curve* c : {linear, constant, full, single, null_type, empty, high, low, ramp, wrap})
-    curve_free(c);
-}
 
-TEST(CurveEvaluate, CloseKeysAndSplines) {
   Curve* close = make_curve(CURVE_LINEAR, {{0, 0}, {0.5f, 1}, {0.5000005f, 9}, {1, 9}});
   EXPECT_FLOAT_EQ(curve_evaluate(close, 0.5000002f), 1);  // the earlier key's value
 
@@ -225,7 +221,9 @@ TEST(CurveEvaluate, CloseKeysAndSplines) {
   k->out_x[0] = k->in_x[1] = 0;
   k->out_y[0] = k->in_y[1] = 1;
   EXPECT_NEAR(curve_evaluate(s2, 0.15625f), 0.25f, 2e-4);
-  for (Curve* c : {close, s1, s2, half}) curve_free(c);
+  for (Curve* c : {linear, constant, full, single, null_type, empty, high, low, ramp, wrap, close,
+                   s1, s2, half})
+    curve_free(c);
 }
 
 TEST(CurveEdit, InsertKeys) {
