@@ -64,14 +64,11 @@ M3 rotations(const std::vector<std::pair<int, double>>& in_order) {
   return r;
 }
 
-V3 apply(const M3& a, V3 v) {
-  return {a.m[0][0] * v.x + a.m[0][1] * v.y + a.m[0][2] * v.z,
-          a.m[1][0] * v.x + a.m[1][1] * v.y + a.m[1][2] * v.z,
-          a.m[2][0] * v.x + a.m[2][1] * v.y + a.m[2][2] * v.z};
-}
-
-V3 add(V3 a, V3 b) {
-  return {a.x + b.x, a.y + b.y, a.z + b.z};
+// `from` moved by the offset `v` turned by `a`.
+V3 moved(V3 from, const M3& a, V3 v) {
+  return {from.x + a.m[0][0] * v.x + a.m[0][1] * v.y + a.m[0][2] * v.z,
+          from.y + a.m[1][0] * v.x + a.m[1][1] * v.y + a.m[1][2] * v.z,
+          from.z + a.m[2][0] * v.x + a.m[2][1] * v.y + a.m[2][2] * v.z};
 }
 
 // --- the left leg of 12.asf, copied from the file ---
@@ -129,9 +126,9 @@ LegPose expected_pose(const WalkFrame& f) {
   M3 w_foot = mul(w_tibia, bone_rotation({-90, 7.62852e-16, 20},
                                          rotations({{0, f.lfoot[0]}, {2, f.lfoot[1]}})));
   LegPose pose;
-  pose.femur_start = add(root, apply(w_hip, kHip));
-  pose.tibia_start = add(pose.femur_start, apply(w_femur, kFemur));
-  pose.foot_start = add(pose.tibia_start, apply(w_tibia, kTibia));
+  pose.femur_start = moved(root, w_hip, kHip);
+  pose.tibia_start = moved(pose.femur_start, w_femur, kFemur);
+  pose.foot_start = moved(pose.tibia_start, w_tibia, kTibia);
   pose.foot = w_foot;
   return pose;
 }

@@ -203,7 +203,7 @@ TEST_F(PlaybackTest, PatternChannelsAnswerOnlyForKnownActions) {
   EXPECT_FLOAT_EQ(query("step_*:phase"), 0.75f);
 }
 
-TEST_F(PlaybackTest, LatchFollowsCrossedKeysIncludingWrap) {
+TEST_F(PlaybackTest, LatchFollowsCrossedKeysIncludingWrapAndSharesItsCounterWithTheKeyScan) {
   Action* grab = add_action("grab");
   add_latch(grab, {{0.0f, 1.0f}, {0.3f, 0.0f}, {0.35f, 1.0f}, {0.6f, 1.0f}});
   make_agent();
@@ -238,15 +238,13 @@ TEST_F(PlaybackTest, LatchFollowsCrossedKeysIncludingWrap) {
   play(0, plain, 0.1f, 1.0f);
   play(1, hold, 0.1f, 1.0f);
   EXPECT_EQ(playback_latch(agent_, 0), 0);  // the first candidate has no latch curve
-}
 
-TEST_F(PlaybackTest, LatchCounterIsSharedWithKeyScan) {
+  // The count of slots examined is shared with the scan of latch keys.
+  agent_->playbacks[0].state = agent_->playbacks[1].state = 0;
   Action* low = add_action("low");
   add_latch(low, {{0.6f, 0.0f}, {0.7f, 0.0f}, {0.8f, 0.0f}});  // three keys, never crossed
   Action* high = add_action("high");
   add_latch(high, {{0.0f, 1.0f}, {0.5f, 1.0f}});
-  make_agent();
-
   play(29, high, 0.2f, 1.0f).previous_phase = 0.1f;
   EXPECT_EQ(playback_latch(agent_, 0), 1);  // reached when nothing comes before it
 
