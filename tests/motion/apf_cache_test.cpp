@@ -149,9 +149,8 @@ TEST_F(ApfCacheTest, KeepsAtMostTwoFilesAndReportsMissingFilesAndWideLines) {
 
 TEST_F(ApfCacheTest, HostileFilesDoNotCrash) {
   Agent* agent = make_agent(1);
-  std::string plain = std::string(kThreeAgents);
   // Truncated gzip: the first half of a valid compressed file.
-  const std::string full = write("t.apf.gz", plain, true);
+  const std::string full = write("t.apf.gz", kThreeAgents, true);
   const std::string bytes = scratch::read_file(full);
   scratch::write_file(full, bytes.substr(0, bytes.size() / 2));
   apf_cache_read(full.c_str(), agent);
