@@ -58,7 +58,7 @@ TEST(CurveStorage, ListsIdsAndRepackedBlock) {
   curve_set_type(a, CURVE_SPLINE1D);
   CurvePoints* k = a->points;
   const float* arrays[] = {k->time, k->value, k->in_x, k->in_y, k->out_x, k->out_y};
-  for (int i = 1; i < 6; ++i) EXPECT_EQ(arrays[i], k->time + 3 * i) << i;
+  for (int i = 1; i < 6; ++i) ASSERT_EQ(arrays[i], k->time + 3 * i) << i;
   EXPECT_EQ(k->spare, 12345);
   EXPECT_FLOAT_EQ(k->value[2], 20);
 
