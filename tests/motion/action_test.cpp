@@ -43,7 +43,7 @@ std::vector<std::string> names(Action* list) {
   return out;
 }
 
-TEST(Action, DefaultsIdsAndNames) {
+TEST(Action, DefaultsIdsNamesAndListOperationsThroughAnInstance) {
   Action* list = nullptr;
   Action* first = newAction(&list);
   ASSERT_NE(first, nullptr);
@@ -61,9 +61,7 @@ TEST(Action, DefaultsIdsAndNames) {
   EXPECT_STREQ(second->name, "walk2");
   action_free(first);
   action_free(second);
-}
 
-TEST(Action, ListOperationsThroughAnInstance) {
   Agent* type = new_agent_type("walker");
   Agent* instance = new_agent_instance(type);
   for (const char* name : {"walk", "run", "idle", "jump"})
