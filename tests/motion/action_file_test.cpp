@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -74,16 +75,11 @@ struct BinaryWriter {
     if (swapped) w = __builtin_bswap32(w);
     bytes.append(reinterpret_cast<const char*>(&w), 4);
   }
-  void real(float f) {
-    uint32_t w;
-    std::memcpy(&w, &f, 4);
-    word(w);
-  }
+  void real(float f) { word(std::bit_cast<uint32_t>(f)); }
   void byte(uint8_t b) { bytes.push_back(static_cast<char>(b)); }
   void text(const std::string& s) {
     word(static_cast<uint32_t>(s.size() + 1));
-    bytes.append(s);
-    bytes.push_back('\0');
+    bytes.append(s.c_str(), s.size() + 1);  // with its terminating zero
   }
   void action(const std::string& name, float rate, int track, float l0, float l1, float l2,
               uint8_t flags, int version = 2) {
