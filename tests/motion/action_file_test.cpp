@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -74,16 +75,11 @@ struct BinaryWriter {
     if (swapped) w = __builtin_bswap32(w);
     bytes.append(reinterpret_cast<const char*>(&w), 4);
   }
-  void real(float f) {
-    uint32_t w;
-    std::memcpy(&w, &f, 4);
-    word(w);
-  }
+  void real(float f) { word(std::bit_cast<uint32_t>(f)); }
   void byte(uint8_t b) { bytes.push_back(static_cast<char>(b)); }
   void text(const std::string& s) {
     word(static_cast<uint32_t>(s.size() + 1));
-    bytes.append(s);
-    bytes.push_back('\0');
+    bytes.append(s.c_str(), s.size() + 1);  // with its terminating zero
   }
   void action(const std::string& name, float rate, int track, float l0, float l1, float l2,
               uint8_t flags, int version = 2) {
@@ -91,9 +87,7 @@ struct BinaryWriter {
     text(name);
     real(rate);
     if (version == 2) byte(static_cast<uint8_t>(track));
-    real(l0);
-    real(l1);
-    real(l2);
+    for (float l : {l0, l1, l2}) real(l);
     byte(flags);
   }
   void curve(const std::string& channel, uint32_t code, const std::vector<float>& times,
@@ -121,40 +115,19 @@ std::string sample_binary(bool swapped) {
   return w.bytes;
 }
 
-TEST(ActionText, ReadsListAndWritesItBack) {
+TEST(ActionText, ReadsListWritesItBackAndSurvivesDamagedText) {
   const std::string path = temp_path("list.act");
+  // Among the key lines of the second curve, a line that looks like a comment scans as nothing.
   write_file(path,
-             "# made by hand\n"
-             "object skipped before the first action\n"
-             "action 2step\n"
-             "    rate 0.5\n"
-             "    track 2\n"
-             "    curve\n"
-             "\tchannel hip:rx\n"
-             "\ttype cosine\n"
-             "\t2 points\n"
-             "                0 1\n"
-             "                0.5 2\n"
-             "    end curve\n"
-             "    curve\n"
-             "\t3 points\n"
-             "0 1\n"
-             "# not a comment inside key lines: scans as nothing\n"
-             "0.6 3\n"
-             "    end curve\n"
-             "\n"
-             "action walk\n"
-             "    loop 0.1 0.9 0\n"
-             "    curve\n"
-             "        channel latch\n"
-             "        type constant\n"
-             "        1 points\n"
-             "        0 1\n"
-             "    end curve\n"
-             "action run\n"
-             "    loop 0 1 0 one_shot no_retrigger\r\n"
-             "end object\n"
-             "after\n");
+             "# made by hand\nobject skipped before the first action\n"
+             "action 2step\n    rate 0.5\n    track 2\n"
+             "    curve\n\tchannel hip:rx\n\ttype cosine\n\t2 points\n"
+             "                0 1\n                0.5 2\n    end curve\n"
+             "    curve\n\t3 points\n0 1\n# not a comment\n0.6 3\n    end curve\n\n"
+             "action walk\n    loop 0.1 0.9 0\n"
+             "    curve\n        channel latch\n        type constant\n"
+             "        1 points\n        0 1\n    end curve\n"
+             "action run\n    loop 0 1 0 one_shot no_retrigger\r\nend object\nafter\n");
   Agent* type = new_agent_type("text reader");
   Stream* in = stream_open(path.c_str(), "r", 0);
   ASSERT_EQ(actions_read_text(in, type, &type->actions), 1);
@@ -217,9 +190,8 @@ TEST(ActionText, ReadsListAndWritesItBack) {
   EXPECT_EQ(nth_curve(again, 1)->points->count, 3);
   EXPECT_EQ(again->next->flags, 0);
   free_actions(again);
-}
 
-TEST(ActionText, SurvivesTruncatedAndMalformedText) {
+  // Damaged text keeps what was read before the damage.
   Action* list = nullptr;
   ASSERT_EQ(read_text("broken.act",
                       "action cut\n  curve\n  channel a:tx\n  type spline1d\n  9 points\n"
@@ -254,7 +226,7 @@ TEST(ActionText, SurvivesTruncatedAndMalformedText) {
   EXPECT_EQ(none, nullptr);
 }
 
-TEST(ActionBinary, BothByteOrdersGiveTheSameActions) {
+TEST(ActionBinary, BothByteOrdersVersionsTagsAndDamage) {
   Action* lists[2] = {nullptr, nullptr};
   for (int swapped : {0, 1})
     ASSERT_EQ(read_binary("sample.actb", sample_binary(swapped), &lists[swapped]), 1);
@@ -294,9 +266,7 @@ TEST(ActionBinary, BothByteOrdersGiveTheSameActions) {
   }
   free_actions(lists[0]);
   free_actions(lists[1]);
-}
 
-TEST(ActionBinary, VersionsTagsAndDamage) {
   // Version 1 has no track byte.
   BinaryWriter v1;
   v1.word(7);
@@ -357,7 +327,7 @@ TEST(ActionBinary, VersionsTagsAndDamage) {
   EXPECT_EQ(list, nullptr);
 }
 
-TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
+TEST(ActionFile, LoadMessagesDefaultBrainNodeAndImportByExtension) {
   Agent* type = new_agent_type("loader");
   Agent* agent = new_agent_instance(type);
   const std::string good = temp_path("good.act");
@@ -419,33 +389,30 @@ TEST(ActionFile, LoadMessagesAndDefaultBrainNode) {
   ASSERT_EQ(load_action_file(driven, good.c_str()), 1);
   ASSERT_NE(find_userVar(driven, "tail"), nullptr);
   EXPECT_EQ(output->target, &find_userVar(driven, "tail")->value);
-}
 
-TEST(ActionFile, ImportDispatchesByExtension) {
-  Agent* type = new_agent_type("importer");
-  const std::string act = temp_path("import.act");
-  write_file(act, "action hop\n");
-  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, act.c_str()), 1); }),
-            "importing " + act + "\n");
-  EXPECT_NE(findAction(type, "hop"), nullptr);
+  // Import picks the reader by extension.
+  Agent* importer = new_agent_type("importer");
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, good.c_str()), 1); }),
+            "importing " + good + "\n");
+  EXPECT_NE(findAction(importer, "stroll"), nullptr);
 
   // Compressed text loads through the gzip stream.
   const std::string gz = temp_path("import.act.gz");
   scratch::write_stream(gz, "action skip\n    rate 2\n", 1);
-  stderr_of([&] { EXPECT_EQ(agent_import_action(type, gz.c_str()), 1); });
-  ASSERT_NE(findAction(type, "skip"), nullptr);
-  EXPECT_FLOAT_EQ(findAction(type, "skip")->rate, 2);
+  stderr_of([&] { EXPECT_EQ(agent_import_action(importer, gz.c_str()), 1); });
+  ASSERT_NE(findAction(importer, "skip"), nullptr);
+  EXPECT_FLOAT_EQ(findAction(importer, "skip")->rate, 2);
 
-  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, "motion.mov"), 0); }),
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, "motion.mov"), 0); }),
             "importing motion.mov\nact, *.actb, *.amc, or *.bvh\n");
   const std::string amc = temp_path("absent.AMC");
-  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(type, amc.c_str()), 0); }),
+  EXPECT_EQ(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, amc.c_str()), 0); }),
             "importing " + amc + "\nAMC file " + amc + " could not be opened\n");
   const std::string bvh = temp_path("capture.bvh");
   write_file(bvh, "HIERARCHY\n");
-  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(agent_import_action(type, bvh.c_str()), 0); }),
+  EXPECT_THAT(stderr_of([&] { EXPECT_EQ(agent_import_action(importer, bvh.c_str()), 0); }),
               HasSubstr(bvh + ":1: hierarchy incomplete"));
-  EXPECT_EQ(count_actions(type->actions), 2);
+  EXPECT_EQ(count_actions(importer->actions), 2);
 }
 
 }  // namespace

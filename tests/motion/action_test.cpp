@@ -18,11 +18,17 @@
 
 namespace {
 
-Curve* add_curve(Action* action, const char* channel, int keys = 2) {
+// A linear curve of `values` at times 0, 1/n, 2/n, ... named `channel`, added to the action.
+Curve* add_curve(Action* action, const char* channel,
+                 std::initializer_list<float> values = {0, 0}) {
   Curve* curve = newCurve(&action->curves);
-  curve_allocate_points(curve, keys);
-  for (int i = 0; i < keys; ++i) curve->points->time[i] = float(i) / keys;
-  if (channel) curve->points->channel = strdup(channel);
+  curve_allocate_points(curve, static_cast<int>(values.size()));
+  hordera::curve_set_channel(curve, channel);
+  int i = 0;
+  for (float v : values) {
+    curve->points->time[i] = static_cast<float>(i) / static_cast<float>(values.size());
+    curve->points->value[i++] = v;
+  }
   return curve;
 }
 
@@ -37,7 +43,7 @@ std::vector<std::string> names(Action* list) {
   return out;
 }
 
-TEST(Action, DefaultsIdsAndNames) {
+TEST(Action, DefaultsIdsNamesAndListOperationsThroughAnInstance) {
   Action* list = nullptr;
   Action* first = newAction(&list);
   ASSERT_NE(first, nullptr);
@@ -55,9 +61,7 @@ TEST(Action, DefaultsIdsAndNames) {
   EXPECT_STREQ(second->name, "walk2");
   action_free(first);
   action_free(second);
-}
 
-TEST(Action, ListOperationsThroughAnInstance) {
   Agent* type = new_agent_type("walker");
   Agent* instance = new_agent_instance(type);
   for (const char* name : {"walk", "run", "idle", "jump"})
@@ -85,12 +89,12 @@ TEST(Action, ListOperationsThroughAnInstance) {
   delete_agent_instance(instance);
 }
 
-TEST(Action, CopyIsDeepAndKeepsControlCurves) {
+TEST(Action, CurvesAreCopiedDeeplyDeletedAndFound) {
   Action* action = newAction(nullptr);
   action_set_name(action, "wave");
   action->rate = 0.5f;
   action->track = 3;
-  add_curve(action, "arm:rx", 3);
+  add_curve(action, "arm:rx", {0, 0, 0});
   action->transition = add_curve(action, "transition");
   action->latch = add_curve(action, "latch");
   curve_set_type(action->curves, CURVE_SPLINE2D);
@@ -123,17 +127,16 @@ TEST(Action, CopyIsDeepAndKeepsControlCurves) {
   EXPECT_EQ(action->curves->prev, nullptr);
   action_free(action);
   action_free(copy);
-}
 
-TEST(Action, FindCurveSkipsCurvesWithoutPoints) {
-  Action* action = newAction(nullptr);
-  newCurve(&action->curves);   // no points
-  add_curve(action, nullptr);  // points without a channel name
-  Curve* hip = add_curve(action, "hip:ry");
-  add_curve(action, "hip:ry");
-  EXPECT_EQ(findCurve(action, "hip:ry"), hip);  // the first in list order
-  EXPECT_EQ(findCurve(action, "hip:r"), nullptr);
-  action_free(action);
+  // findCurve passes over curves without points or without a channel name.
+  Action* found = newAction(nullptr);
+  newCurve(&found->curves);   // no points
+  add_curve(found, nullptr);  // points without a channel name
+  Curve* hip = add_curve(found, "hip:ry");
+  add_curve(found, "hip:ry");
+  EXPECT_EQ(findCurve(found, "hip:ry"), hip);  // the first in list order
+  EXPECT_EQ(findCurve(found, "hip:r"), nullptr);
+  action_free(found);
 }
 
 TEST(Action, ChannelIndicesAndBinding) {
@@ -183,43 +186,21 @@ TEST(Action, ChannelIndicesAndBinding) {
   EXPECT_EQ(file_save_binary_actions(nullptr, type), 1);
 }
 
-// A linear curve of `values` at times 0, 1/n, 2/n, ... named `channel`, added to the action.
-Curve* hand_made_curve(Action* action, const char* channel, std::initializer_list<float> values) {
-  Curve* curve = newCurve(&action->curves);
-  curve_allocate_points(curve, static_cast<int>(values.size()));
-  hordera::curve_set_channel(curve, channel);
-  int i = 0;
-  for (float v : values) {
-    curve->points->time[i] = static_cast<float>(i) / static_cast<float>(values.size());
-    curve->points->value[i++] = v;
-  }
-  return curve;
-}
-
-void free_curves(Action* action) {
-  for (Curve* c = action->curves; c;) {
-    Curve* next = c->next;
-    curve_free(c);
-    c = next;
-  }
-  action->curves = nullptr;
-}
-
 TEST(ConvertRotationOrder, ReexpressesEveryKeyAndWarnsOnAMismatchedOrder) {
   Agent* type = new_agent_type("convert");
   Segment* neck = new_segment(type, "neck");
   const int32_t xyz = strToOrder("rx ry rz");
   const int32_t zyx = strToOrder("rz ry rx");
-  Action action{};
-  Curve* rx = hand_made_curve(&action, "neck:rx", {10.0f, -30.0f, 0.0f});
-  Curve* ry = hand_made_curve(&action, "neck:ry", {20.0f, 45.0f, 0.0f});
-  Curve* rz = hand_made_curve(&action, "neck:rz", {30.0f, 5.0f, 0.0f});
-  hand_made_curve(&action, "other:rx", {1.0f});
+  Action* action = newAction(nullptr);
+  Curve* rx = add_curve(action, "neck:rx", {10.0f, -30.0f, 0.0f});
+  Curve* ry = add_curve(action, "neck:ry", {20.0f, 45.0f, 0.0f});
+  Curve* rz = add_curve(action, "neck:rz", {30.0f, 5.0f, 0.0f});
+  add_curve(action, "other:rx", {1.0f});
   const float before[3][3] = {{10, 20, 30}, {-30, 45, 5}, {0, 0, 0}};
 
   neck->order = xyz;
-  EXPECT_EQ(
-      scratch::stderr_of([&] { EXPECT_EQ(convertRotationOrder(&action, neck, xyz, zyx), 1); }), "");
+  EXPECT_EQ(scratch::stderr_of([&] { EXPECT_EQ(convertRotationOrder(action, neck, xyz, zyx), 1); }),
+            "");
   for (int n = 0; n < 3; ++n) {
     SCOPED_TRACE(n);
     const float d = 57.29578f;
@@ -235,35 +216,34 @@ TEST(ConvertRotationOrder, ReexpressesEveryKeyAndWarnsOnAMismatchedOrder) {
   EXPECT_EQ(neck->order, xyz);  // the segment keeps its order
 
   // Mismatching from-order: warning with the segment name, converted anyway.
-  EXPECT_EQ(
-      scratch::stderr_of([&] { EXPECT_EQ(convertRotationOrder(&action, neck, zyx, xyz), 1); }),
-      "WARNING: convertRotationOrder() from_order does not match neck order.\n");
+  EXPECT_EQ(scratch::stderr_of([&] { EXPECT_EQ(convertRotationOrder(action, neck, zyx, xyz), 1); }),
+            "WARNING: convertRotationOrder() from_order does not match neck order.\n");
   EXPECT_NEAR(rx->points->value[0], 10.0f, 1e-3f);
   EXPECT_NEAR(ry->points->value[1], 45.0f, 1e-3f);
 
   // No curves for the segment: nothing converted.
   Segment* tail = new_segment(type, "tail");
   tail->order = xyz;
-  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 0);
-  free_curves(&action);
+  EXPECT_EQ(convertRotationOrder(action, tail, xyz, zyx), 0);
 
   // Only ry present: its key count drives the conversion and only it is written.
-  Curve* alone = hand_made_curve(&action, "tail:ry", {30.0f, 60.0f});
-  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
+  Action* lone = newAction(nullptr);
+  Curve* alone = add_curve(lone, "tail:ry", {30.0f, 60.0f});
+  EXPECT_EQ(convertRotationOrder(lone, tail, xyz, zyx), 1);
   EXPECT_NEAR(alone->points->value[1], 60.0f, 1e-3f);
-  free_curves(&action);
 
   // rx's key count decides, even when the other curves have more keys: their later keys stay.
-  Curve* short_rx = hand_made_curve(&action, "tail:rx", {20.0f});
-  Curve* long_ry = hand_made_curve(&action, "tail:ry", {30.0f, 35.0f, -40.0f});
-  Curve* long_rz = hand_made_curve(&action, "tail:rz", {40.0f, 50.0f, 60.0f});
-  EXPECT_EQ(convertRotationOrder(&action, tail, xyz, zyx), 1);
+  Action* uneven = newAction(nullptr);
+  Curve* short_rx = add_curve(uneven, "tail:rx", {20.0f});
+  Curve* long_ry = add_curve(uneven, "tail:ry", {30.0f, 35.0f, -40.0f});
+  Curve* long_rz = add_curve(uneven, "tail:rz", {40.0f, 50.0f, 60.0f});
+  EXPECT_EQ(convertRotationOrder(uneven, tail, xyz, zyx), 1);
   EXPECT_GT(std::fabs(short_rx->points->value[0] - 20.0f), 0.1f);
   EXPECT_EQ(long_ry->points->value[1], 35.0f);
   EXPECT_EQ(long_ry->points->value[2], -40.0f);
   EXPECT_EQ(long_rz->points->value[1], 50.0f);
   EXPECT_EQ(long_rz->points->value[2], 60.0f);
-  free_curves(&action);
+  for (Action* a : {action, lone, uneven}) action_free(a);
 }
 
 }  // namespace

@@ -57,12 +57,8 @@ TEST(CurveStorage, ListsIdsAndRepackedBlock) {
   // To a spline type: six arrays in one block, each count floats after the previous one.
   curve_set_type(a, CURVE_SPLINE1D);
   CurvePoints* k = a->points;
-  ASSERT_NE(k->in_x, nullptr);
-  EXPECT_EQ(k->value, k->time + 3);
-  EXPECT_EQ(k->in_x, k->time + 6);
-  EXPECT_EQ(k->in_y, k->time + 9);
-  EXPECT_EQ(k->out_x, k->time + 12);
-  EXPECT_EQ(k->out_y, k->time + 15);
+  const float* arrays[] = {k->time, k->value, k->in_x, k->in_y, k->out_x, k->out_y};
+  for (int i = 1; i < 6; ++i) ASSERT_EQ(arrays[i], k->time + 3 * i) << i;
   EXPECT_EQ(k->spare, 12345);
   EXPECT_FLOAT_EQ(k->value[2], 20);
 
@@ -104,14 +100,10 @@ TEST(CurveStorage, ListsIdsAndRepackedBlock) {
   EXPECT_EQ(c->points, nullptr);
   EXPECT_EQ(curve_insert_key(c, 0.5f), -1);
   EXPECT_FLOAT_EQ(curve_evaluate(c, 0.5f), 0);
-  for (Curve* curve = list; curve;) {
-    Curve* next = curve->next;
-    curve_free(curve);
-    curve = next;
-  }
+  for (Curve* curve : {a, b, c}) curve_free(curve);
 }
 
-TEST(CurveStorage, TypeChangesRecomputeTangentsOnlyOnRealChanges) {
+TEST(CurveStorage, TypeChangesRecomputeTangentsOnlyOnRealChangesOrNotAtAllWithoutMemory) {
   Curve* curve = make_curve(CURVE_SPLINE1D, {{0, 0}, {0.5f, 1}, {1, 0}});
   CurvePoints* k = curve->points;
   k->out_x[0] = 42;
@@ -136,13 +128,12 @@ TEST(CurveStorage, TypeChangesRecomputeTangentsOnlyOnRealChanges) {
   EXPECT_FLOAT_EQ(k->out_x[0], 0.25f);
   EXPECT_FLOAT_EQ(k->out_y[0], 2);
   curve_free(lone);
-}
 
-TEST(CurveStorage, AllocationFailureLeavesCurveUnchanged) {
-  Curve* curve = make_curve(CURVE_LINEAR, {{0, 1}, {1, 2}});
-  CurvePoints* k = curve->points;
+  // A block too large to build leaves the curve as it was.
+  curve = make_curve(CURVE_LINEAR, {{0, 1}, {1, 2}});
+  k = curve->points;
   float* block = k->time;
-  k->count = INT_MAX;  // a block too large to build
+  k->count = INT_MAX;
   EXPECT_EQ(scratch::stderr_of([&] { curve_set_type(curve, CURVE_SPLINE1D); }),
             "Out of memory allocating curve points.\n");
   EXPECT_EQ(k->type, CURVE_LINEAR);
@@ -153,7 +144,7 @@ TEST(CurveStorage, AllocationFailureLeavesCurveUnchanged) {
   curve_free(curve);
 }
 
-TEST(CurveEvaluate, WrapSpanAndTypes) {
+TEST(CurveEvaluate, WrapSpanTypesCloseKeysAndSplines) {
   Curve* linear = make_curve(CURVE_LINEAR, {{0.25f, 0}, {0.75f, 1}});
   EXPECT_NEAR(curve_evaluate(linear, 0.9f), 0.7f, 1e-6);  // wraps through the phase boundary
   EXPECT_NEAR(curve_evaluate(linear, 0.1f), 0.3f, 1e-6);
@@ -187,10 +178,7 @@ TEST(CurveEvaluate, WrapSpanAndTypes) {
   Curve* empty = make_curve(CURVE_LINEAR, {});
   EXPECT_FLOAT_EQ(curve_evaluate(empty, 0.5f), 0);
 
-  for (Curve* c : {linear, constant, full, single, null_type, empty}) curve_free(c);
-}
-
-TEST(CurveEvaluate, CosineEaseAppliesToValueAndClamps) {
+  // The cosine ease applies to the interpolated value, clamped to 0..1.
   Curve* high = make_curve(CURVE_COSINE, {{0, 2.5f}, {1, 2.5f}});
   Curve* low = make_curve(CURVE_COSINE, {{0, -3}, {1, -3}});
   EXPECT_FLOAT_EQ(curve_evaluate(high, 0.5f), 1);
@@ -202,10 +190,7 @@ TEST(CurveEvaluate, CosineEaseAppliesToValueAndClamps) {
   // In the wrap span too.
   Curve* wrap = make_curve(CURVE_COSINE, {{0.25f, 0}, {0.75f, 1}});
   EXPECT_NEAR(curve_evaluate(wrap, 0.9f), 0.5f - 0.5f * std::cos(M_PI * 0.7), 1e-3);
-  for (Curve* c : {high, low, ramp, wrap}) curve_free(c);
-}
 
-TEST(CurveEvaluate, CloseKeysAndSplines) {
   Curve* close = make_curve(CURVE_LINEAR, {{0, 0}, {0.5f, 1}, {0.5000005f, 9}, {1, 9}});
   EXPECT_FLOAT_EQ(curve_evaluate(close, 0.5000002f), 1);  // the earlier key's value
 
@@ -236,7 +221,9 @@ TEST(CurveEvaluate, CloseKeysAndSplines) {
   k->out_x[0] = k->in_x[1] = 0;
   k->out_y[0] = k->in_y[1] = 1;
   EXPECT_NEAR(curve_evaluate(s2, 0.15625f), 0.25f, 2e-4);
-  for (Curve* c : {close, s1, s2, half}) curve_free(c);
+  for (Curve* c : {linear, constant, full, single, null_type, empty, high, low, ramp, wrap, close,
+                   s1, s2, half})
+    curve_free(c);
 }
 
 TEST(CurveEdit, InsertKeys) {

@@ -1,7 +1,6 @@
-// Motion capture: frames of the public CMU walk posing an agent whose segments carry the
-// skeleton's bone names, checked against forward kinematics worked out here from the ASF and AMC
-// numbers; whole AMC and BVH clips imported as actions; and broken files of each kind, which
-// must give a located message and never a crash.
+// Motion capture: frames of the public CMU walk checked against forward kinematics worked out here
+// from the ASF and AMC numbers; AMC and BVH clips imported as actions, onto skeletons turned at
+// rest too; broken files of each kind give a located message and never a crash.
 #include "motion/motion_capture.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +14,7 @@
 
 #include "agent/agent.h"
 #include "agent/skeleton.h"
-#include "base/stream.h"
+#include "cdl/cdl.h"
 #include "motion/action.h"
 #include "sim/action_loading.h"
 #include "tests/support/scratch_files.h"
@@ -33,10 +32,10 @@ using testing::HasSubstr;
 struct M3 {
   double m[3][3];
 };
-
-M3 identity() {
-  return M3{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-}
+struct V3 {
+  double x, y, z;
+};
+const M3 kIdentity{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
 
 M3 mul(const M3& a, const M3& b) {
   M3 r{};
@@ -46,17 +45,10 @@ M3 mul(const M3& a, const M3& b) {
   return r;
 }
 
-M3 transpose(const M3& a) {
-  M3 r{};
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) r.m[i][j] = a.m[j][i];
-  return r;
-}
-
 // Rotation about axis 0 (x), 1 (y) or 2 (z) by `degrees`, right-handed.
 M3 rot(int axis, double degrees) {
   double a = degrees * M_PI / 180, c = std::cos(a), s = std::sin(a);
-  M3 r = identity();
+  M3 r = kIdentity;
   int i = (axis + 1) % 3, j = (axis + 2) % 3;
   r.m[i][i] = c;
   r.m[i][j] = -s;
@@ -67,27 +59,16 @@ M3 rot(int axis, double degrees) {
 
 // Rotations applied to a point in the listed order: the last listed is the leftmost factor.
 M3 rotations(const std::vector<std::pair<int, double>>& in_order) {
-  M3 r = identity();
+  M3 r = kIdentity;
   for (auto [axis, degrees] : in_order) r = mul(rot(axis, degrees), r);
   return r;
 }
 
-struct V3 {
-  double x, y, z;
-};
-
-V3 apply(const M3& a, V3 v) {
-  return {a.m[0][0] * v.x + a.m[0][1] * v.y + a.m[0][2] * v.z,
-          a.m[1][0] * v.x + a.m[1][1] * v.y + a.m[1][2] * v.z,
-          a.m[2][0] * v.x + a.m[2][1] * v.y + a.m[2][2] * v.z};
-}
-
-V3 add(V3 a, V3 b) {
-  return {a.x + b.x, a.y + b.y, a.z + b.z};
-}
-
-V3 scaled(V3 v, double s) {
-  return {v.x * s, v.y * s, v.z * s};
+// `from` moved by the offset `v` turned by `a`.
+V3 moved(V3 from, const M3& a, V3 v) {
+  return {from.x + a.m[0][0] * v.x + a.m[0][1] * v.y + a.m[0][2] * v.z,
+          from.y + a.m[1][0] * v.x + a.m[1][1] * v.y + a.m[1][2] * v.z,
+          from.z + a.m[2][0] * v.x + a.m[2][1] * v.y + a.m[2][2] * v.z};
 }
 
 // --- the left leg of 12.asf, copied from the file ---
@@ -95,12 +76,14 @@ V3 scaled(V3 v, double s) {
 // ASF lengths are inches times 0.45; the scene is in metres.
 constexpr double kScale = 0.0254 / 0.45;
 
-const V3 kHipDir{0.734638, -0.55547, 0.389564};
-const double kHipLength = 2.86753;
-const V3 kFemurDir{0.34202, -0.939693, 0};
-const double kFemurLength = 5.95383;
-const V3 kTibiaDir{0.34202, -0.939693, 0};
-const double kTibiaLength = 8.02158;
+// A bone's offset in metres from its ASF direction and length.
+V3 bone(V3 direction, double length) {
+  const double s = length * kScale;
+  return {direction.x * s, direction.y * s, direction.z * s};
+}
+const V3 kHip = bone({0.734638, -0.55547, 0.389564}, 2.86753);
+const V3 kFemur = bone({0.34202, -0.939693, 0}, 5.95383);
+const V3 kTibia = bone({0.34202, -0.939693, 0}, 8.02158);
 
 // One frame's values of the bones the test agent has.
 struct WalkFrame {
@@ -120,10 +103,11 @@ const WalkFrame kFrame100{{9.46191, 17.1086, -13.1364, -4.35104, 2.06377, -2.325
                           70.8802,
                           {5.44167, 16.6653}};
 
-// Local rotation of a bone in the skeleton's axes: C * M * C^-1, C from the "axis" line (XYZ).
+// Local rotation of a bone in the skeleton's axes: C * M * C^-1, C from the "axis" line (XYZ);
+// C^-1 undoes its turns in reverse order.
 M3 bone_rotation(V3 axis, const M3& motion) {
   M3 c = rotations({{0, axis.x}, {1, axis.y}, {2, axis.z}});
-  return mul(mul(c, motion), transpose(c));
+  return mul(mul(c, motion), rotations({{2, -axis.z}, {1, -axis.y}, {0, -axis.x}}));
 }
 
 struct LegPose {
@@ -142,10 +126,9 @@ LegPose expected_pose(const WalkFrame& f) {
   M3 w_foot = mul(w_tibia, bone_rotation({-90, 7.62852e-16, 20},
                                          rotations({{0, f.lfoot[0]}, {2, f.lfoot[1]}})));
   LegPose pose;
-  pose.femur_start = add(root, apply(w_hip, scaled(kHipDir, kHipLength * kScale)));
-  pose.tibia_start =
-      add(pose.femur_start, apply(w_femur, scaled(kFemurDir, kFemurLength * kScale)));
-  pose.foot_start = add(pose.tibia_start, apply(w_tibia, scaled(kTibiaDir, kTibiaLength * kScale)));
+  pose.femur_start = moved(root, w_hip, kHip);
+  pose.tibia_start = moved(pose.femur_start, w_femur, kFemur);
+  pose.foot_start = moved(pose.tibia_start, w_tibia, kTibia);
   pose.foot = w_foot;
   return pose;
 }
@@ -172,9 +155,9 @@ Agent* make_walker(const char* name) {
   Agent* type = new_agent_type(name);
   Segment* root = add_segment(type, "root", nullptr, {0, 0, 0});
   Segment* hip = add_segment(type, "lhipjoint", root, {0, 0, 0});
-  Segment* femur = add_segment(type, "lfemur", hip, scaled(kHipDir, kHipLength * kScale));
-  Segment* tibia = add_segment(type, "ltibia", femur, scaled(kFemurDir, kFemurLength * kScale));
-  add_segment(type, "lfoot", tibia, scaled(kTibiaDir, kTibiaLength * kScale));
+  Segment* femur = add_segment(type, "lfemur", hip, kHip);
+  Segment* tibia = add_segment(type, "ltibia", femur, kFemur);
+  add_segment(type, "lfoot", tibia, kTibia);
   add_segment(type, "tail", root, {0, -0.5, 0});  // no bone of that name in the clip
   return type;
 }
@@ -199,6 +182,15 @@ void expect_pose(Agent* agent, const WalkFrame& frame, const char* what) {
     for (int j = 0; j < 3; ++j) EXPECT_NEAR(m[j * 4 + i], pose.foot.m[i][j], 1e-4) << what;
 }
 
+// Checks row `row` of a segment's agent-space matrix: where its x (0), y (1) or z (2) axis points,
+// or its origin (3).
+void expect_row(Agent* agent, const char* segment, int row, V3 expected) {
+  float m[16];
+  agentSpace(findSegment(agent, segment), m);
+  const double e[3] = {expected.x, expected.y, expected.z};
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(m[row * 4 + i], e[i], 1e-4) << segment << row << i;
+}
+
 std::string data_dir() {
   return HORDERA_MOCAP_DATA;
 }
@@ -215,6 +207,7 @@ void pose_from_keys(Agent* agent, Action* action, int key) {
     const std::string channel = c->points->channel;
     const size_t colon = channel.find(':');
     Segment* s = findSegment(agent, channel.substr(0, colon).c_str());
+    ASSERT_NE(s, nullptr) << channel;
     s->channels[std::string("txtytzrxryrz").find(channel.substr(colon + 1)) / 2] =
         c->points->value[key];
   }
@@ -270,7 +263,7 @@ TEST(AmcReadFrame, PosesTheWalkAsTheSkeletonAndClipSay) {
   delete_agent_instance(walker);
 }
 
-TEST(AmcImport, WholeGzipClipBecomesOneActionWithAKeyPerFrame) {
+TEST(AmcImport, WholeClipBecomesOneActionAndBrokenLinesAreReportedWithFileAndLine) {
   SKIP_WITHOUT_DATA();
   // A gzip clip beside a skeleton of the same stem.
   std::string dir = temp_dir("import");
@@ -302,37 +295,24 @@ TEST(AmcImport, WholeGzipClipBecomesOneActionWithAKeyPerFrame) {
   pose_from_keys(walker, walk, 99);
   expect_pose(walker, kFrame100, "imported frame 100");
   delete_agent_instance(walker);
-}
 
-TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
-  SKIP_WITHOUT_DATA();
-  std::string dir = temp_dir("broken");
+  // Broken lines of a clip are reported with file and line; the good ones are kept.
   fs::copy_file(data_dir() + "/12.asf", dir + "bad.asf", fs::copy_options::overwrite_existing);
   const std::string amc = dir + "bad.amc";
   write_file(amc,
-             ":FULLY-SPECIFIED\n"
-             ":DEGREES\n"
-             "ltibia 5\n"  // 3: before any frame
-             "1\n"
-             "root 0 0 0 0 0 0\n"
-             "ltibia 10\n"
-             "wing 1 2 3\n"  // 7: unknown bone
-             "lfemur 1 2\n"  // 8: two values, the skeleton gives three
-             "2\n"
-             "root 0 0 0 0 0 0\n"
-             "ltibia nan\n"   // 11: not a number
-             "99999999999\n"  // 12: no such frame number
-             "2000000000\n"
-             "ltibia 30\n");
-  Agent* type = make_walker("broken");
-  std::string messages = stderr_of([&] { EXPECT_EQ(agent_import_action(type, amc.c_str()), 1); });
+             ":FULLY-SPECIFIED\n:DEGREES\nltibia 5\n"                    // lines 1-3
+             "1\nroot 0 0 0 0 0 0\nltibia 10\nwing 1 2 3\nlfemur 1 2\n"  // lines 4-8
+             "2\nroot 0 0 0 0 0 0\nltibia nan\n99999999999\n"            // lines 9-12
+             "2000000000\nltibia 30\n");
+  Agent* broken = make_walker("broken");
+  std::string messages = stderr_of([&] { EXPECT_EQ(agent_import_action(broken, amc.c_str()), 1); });
   for (const char* expected :
        {":3: bone values before the first frame number ignored",
         ":7: bone \"wing\" is not in the skeleton", ":8: bone \"lfemur\" has 2 values",
         ":11: bad value \"nan\" for bone \"ltibia\"", ":12: frame number 99999999999 out of range"})
     EXPECT_THAT(messages, HasSubstr(amc + expected));
   // Three frames: a frame without a bone's line holds that bone's previous value.
-  Curve* tibia = findCurve(findAction(type, "bad"), "ltibia:rx");
+  Curve* tibia = findCurve(findAction(broken, "bad"), "ltibia:rx");
   ASSERT_NE(tibia, nullptr);
   ASSERT_EQ(tibia->points->count, 3);
   // ltibia turns about its own x axis, tilted 20 degrees about z: the x channel of the
@@ -340,10 +320,10 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
   EXPECT_FLOAT_EQ(tibia->points->value[1], tibia->points->value[0]);
   EXPECT_NE(tibia->points->value[2], tibia->points->value[0]);
   // A frame number as large as 2000000000 is just a number: frame 2000000000 exists.
-  Agent* walker = new_agent_instance(type);
-  EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 2000000000), 1);
-  EXPECT_EQ(amc_read_frame(walker, amc.c_str(), 3), 0);
-  delete_agent_instance(walker);
+  Agent* reader = new_agent_instance(broken);
+  EXPECT_EQ(amc_read_frame(reader, amc.c_str(), 2000000000), 1);
+  EXPECT_EQ(amc_read_frame(reader, amc.c_str(), 3), 0);
+  delete_agent_instance(reader);
 
   // A gzip file cut short keeps the frames before the damage.
   std::string whole = dir + "whole.amc.gz";
@@ -352,49 +332,29 @@ TEST(AmcImport, BrokenFilesAreReportedWithFileAndLine) {
   write_file(dir + "cut.amc.gz", packed.substr(0, packed.size() / 2));
   fs::copy_file(data_dir() + "/12.asf", dir + "cut.asf", fs::copy_options::overwrite_existing);
   EXPECT_THAT(
-      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "cut.amc.gz").c_str()), 1); }),
+      stderr_of([&] { EXPECT_EQ(agent_import_action(broken, (dir + "cut.amc.gz").c_str()), 1); }),
       HasSubstr("compressed data end early"));
-  Curve* cut = findCurve(findAction(type, "cut"), "root:tx");
+  Curve* cut = findCurve(findAction(broken, "cut"), "root:tx");
   ASSERT_NE(cut, nullptr);
   EXPECT_GT(cut->points->count, 10);
   EXPECT_LT(cut->points->count, 343);
 
   // A missing clip gives the system's own message.
   EXPECT_THAT(
-      stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "none.amc").c_str()), 0); }),
+      stderr_of([&] { EXPECT_EQ(agent_import_action(broken, (dir + "none.amc").c_str()), 0); }),
       HasSubstr("AMC file " + dir + "none.amc could not be opened\n"));
 }
 
 TEST(AsfReader, BrokenSkeletonItemsAreSkippedWithTheirLine) {
   std::string dir = temp_dir("asf");
   write_file(dir + "odd.asf",
-             ":units\n"
-             "  length 1\n"
-             ":bonedata\n"
-             "begin\n"  // 4
-             "  name arm\n"
-             "  direction 1 0\n"  // 6: two numbers
-             "  length 1\n"
-             "end\n"
-             "begin\n"
-             "  name leg\n"
-             "  direction 0 -1 0\n"
-             "  length 2\n"
-             "  axis 0 0 0 XYZ\n"
-             "  dof rx wiggle\n"  // 14: unknown dof
-             "end\n"
-             "begin\n"
-             "  name shin\n"
-             "  direction 0 -1 0\n"
-             "  length 2\n"
-             "  axis 0 0 90 XYZ\n"
-             "  dof rx\n"
-             "end\n"
-             ":hierarchy\n"
-             "begin\n"
-             "  root shin arm\n"  // 25: arm was skipped
-             "  shin shin\n"      // 26: a loop
-             "end\n");
+             ":units\n  length 1\n:bonedata\n"                                        // lines 1-3
+             "begin\n  name arm\n  direction 1 0\n  length 1\nend\n"                  // lines 4-8
+             "begin\n  name leg\n  direction 0 -1 0\n  length 2\n  axis 0 0 0 XYZ\n"  // 9-13
+             "  dof rx wiggle\nend\n"                                                 // 14-15
+             "begin\n  name shin\n  direction 0 -1 0\n  length 2\n  axis 0 0 90 XYZ\n"
+             "  dof rx\nend\n"                                           // lines 16-22
+             ":hierarchy\nbegin\n  root shin arm\n  shin shin\nend\n");  // lines 23-27
   write_file(dir + "odd.amc", "1\nroot 0 0 0 0 0 0\nshin 90\n");
   Agent* type = new_agent_type("odd");
   add_segment(type, "root", nullptr, {0, 0, 0});
@@ -407,12 +367,9 @@ TEST(AsfReader, BrokenSkeletonItemsAreSkippedWithTheirLine) {
         "odd.asf:25: unknown bone \"arm\"", "odd.asf:26: bone \"shin\" cannot be its own"})
     EXPECT_THAT(messages, HasSubstr(expected));
   // shin turns 90 degrees about its own x axis, which the axis line turns onto the skeleton's
-  // y axis: the segment's rotation is 90 degrees about y.
-  float m[16];
-  agentSpace(findSegment(agent, "shin"), m);
-  EXPECT_NEAR(m[0], 0, 1e-5);  // x goes to -z
-  EXPECT_NEAR(m[2], -1, 1e-5);
-  EXPECT_NEAR(m[5], 1, 1e-5);  // y stays
+  // y axis: the segment's rotation is 90 degrees about y, taking x to -z and keeping y.
+  expect_row(agent, "shin", 0, {0, 0, -1});
+  expect_row(agent, "shin", 1, {0, 1, 0});
   delete_agent_instance(agent);
 }
 
@@ -420,33 +377,14 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
   std::string dir = temp_dir("bvh");
   const std::string bvh = dir + "hop.bvh";
   write_file(bvh,
-             "HIERARCHY\n"
-             "ROOT hips\n"
-             "{\n"
-             "  OFFSET 0 0 0\n"
+             "HIERARCHY\nROOT hips\n{\n  OFFSET 0 0 0\n"  // lines 1-4
              "  CHANNELS 6 Xposition Yposition Zposition Zrotation Xrotation Yrotation\n"
-             "  JOINT spine\n"
-             "  {\n"
-             "    OFFSET 0 1 0\n"
-             "    CHANNELS 3 Zrotation Xrotation Yrotation\n"
-             "    End Site\n"
-             "    {\n"
-             "      OFFSET 0 1 0\n"
-             "    }\n"
-             "  }\n"
-             "  JOINT wing\n"
-             "  {\n"
-             "    OFFSET 1 0 0\n"
-             "    CHANNELS 1 Zrotation\n"
-             "  }\n"
-             "}\n"
-             "MOTION\n"
-             "Frames: 1000000000\n"
-             "Frame Time: 0.0333333\n"
-             "1 2 3 0 0 0 0 0 0 0\n"
-             "1 2 3 0 0 0\n"  // 25: six values for ten channels
-             "4 5 6 30 0 0 90 90 0 5\n"
-             "4 5 6 nan 0 0 90 90 0 5\n");  // 27: not a number
+             "  JOINT spine\n  {\n    OFFSET 0 1 0\n    CHANNELS 3 Zrotation Xrotation Yrotation\n"
+             "    End Site\n    {\n      OFFSET 0 1 0\n    }\n  }\n"                    // 10-14
+             "  JOINT wing\n  {\n    OFFSET 1 0 0\n    CHANNELS 1 Zrotation\n  }\n}\n"  // 15-20
+             "MOTION\nFrames: 1000000000\nFrame Time: 0.0333333\n"                      // 21-23
+             "1 2 3 0 0 0 0 0 0 0\n1 2 3 0 0 0\n"                                       // 24-25
+             "4 5 6 30 0 0 90 90 0 5\n4 5 6 nan 0 0 90 90 0 5\n");                      // 26-27
   Agent* type = new_agent_type("hopper");
   Segment* hips = add_segment(type, "hips", nullptr, {0, 0, 0});
   add_segment(type, "spine", hips, {0, 1, 0});
@@ -465,30 +403,17 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
   EXPECT_FLOAT_EQ(tx->points->value[1], 4);
   EXPECT_NEAR(findCurve(hop, "hips:rz")->points->value[1], 30, 1e-4);
 
-  // Frame 2 on an agent: the spine's Zrotation 90 then Xrotation 90, as BVH composes them
-  // (v' = Rz * Rx * v), takes the spine's own y axis to -z... worked out here by hand:
-  // Rx(90) takes y to z, then Rz(90) leaves z alone, so the spine's end (0, 1, 0) goes to
-  // (0, 0, 1) from the spine's origin.
+  // Frame 2 on an agent. The hips turn 30 degrees about z and sit at (4, 5, 6): the spine starts
+  // at hips + Rz(30) (0, 1, 0) = (4 - sin 30, 5 + cos 30, 6), the tail at hips + Rz(30) (0, -1, 0).
+  // The spine's Zrotation 90 then Xrotation 90 compose as v' = Rz Rx v: its y axis goes to z
+  // (which the hips' turn keeps), its x axis to y, then by the hips to (-sin 30, cos 30, 0).
   Agent* agent = new_agent_instance(type);
   pose_from_keys(agent, hop, 1);
-  float m[16];
-  agentSpace(findSegment(agent, "spine"), m);
-  // The hips turn 30 degrees about z and sit at (4, 5, 6); the spine starts at hips + Rz(30) *
-  // (0, 1, 0) = (4 - sin 30, 5 + cos 30, 6).
-  EXPECT_NEAR(m[12], 4 - 0.5, 1e-4);
-  EXPECT_NEAR(m[13], 5 + std::sqrt(3.0) / 2, 1e-4);
-  EXPECT_NEAR(m[14], 6, 1e-4);
-  // The spine's y axis in the hips' frame is (0, 0, 1); the hips' rotation about z keeps it.
-  EXPECT_NEAR(m[4], 0, 1e-4);
-  EXPECT_NEAR(m[5], 0, 1e-4);
-  EXPECT_NEAR(m[6], 1, 1e-4);
-  // The spine's x axis: Rx leaves it, Rz(90) takes it to y, Rz(30) of the hips to
-  // (-sin 30, cos 30, 0).
-  EXPECT_NEAR(m[0], -0.5, 1e-4);
-  EXPECT_NEAR(m[1], std::sqrt(3.0) / 2, 1e-4);
-  float t[16];
-  agentSpace(findSegment(agent, "tail"), t);
-  EXPECT_NEAR(t[13], 5 - std::sqrt(3.0) / 2, 1e-4);  // rest offset (0, -1, 0) turned with hips
+  const double half_root3 = std::sqrt(3.0) / 2;
+  expect_row(agent, "spine", 3, {3.5, 5 + half_root3, 6});
+  expect_row(agent, "spine", 1, {0, 0, 1});
+  expect_row(agent, "spine", 0, {-0.5, half_root3, 0});
+  expect_row(agent, "tail", 3, {4.5, 5 - half_root3, 6});
   delete_agent_instance(agent);
 
   // A hierarchy that cannot be read is refused with its line; nothing is added.
@@ -497,6 +422,37 @@ TEST(BvhImport, ClipFollowsChannelOrdersAndLeavesOtherSegmentsAtRest) {
       stderr_of([&] { EXPECT_EQ(agent_import_action(type, (dir + "open.bvh").c_str()), 0); }),
       HasSubstr("open.bvh:4: OFFSET needs three numbers"));
   EXPECT_EQ(findAction(type, "open"), nullptr);
+}
+
+// An agent whose segments are turned at rest keeps each rest turn and takes the clip's turn in
+// its parent's rest frame.
+TEST(BvhImport, SegmentsTurnedAtRestKeepTheirTurnAndTakeTheClipsInTheirParentsFrame) {
+  const std::string dir = temp_dir("rest_pose");
+  // The hips are turned 90 degrees about z at rest; the spine sits one unit along the hips' y.
+  write_file(dir + "turned.cdl",
+             "object turned\nsegment hips\nrotate 0 0 90\n"
+             "segment spine\nparent hips\ntranslate 0 1 0\nend object\n");
+  // Frame 1: the hips keep the rest pose, the spine turns 90 degrees about x.
+  write_file(dir + "bend.bvh",
+             "HIERARCHY\nROOT hips\n{\n  OFFSET 0 0 0\n  CHANNELS 3 Zrotation Xrotation Yrotation\n"
+             "  JOINT spine\n  {\n    OFFSET 0 1 0\n    CHANNELS 3 Zrotation Xrotation Yrotation\n"
+             "    End Site\n    {\n      OFFSET 0 1 0\n    }\n  }\n}\n"
+             "MOTION\nFrames: 1\nFrame Time: 0.04\n0 0 0 0 90 0\n");
+  Agent* type = load_agent_type((dir + "turned.cdl").c_str());
+  ASSERT_NE(type, nullptr);
+  ASSERT_EQ(agent_import_action(type, (dir + "bend.bvh").c_str()), 1);
+  ASSERT_NE(findAction(type, "bend"), nullptr);
+  Agent* agent = new_agent_instance(type);
+  pose_from_keys(agent, findAction(type, "bend"), 0);
+  // The hips still point their x axis along y: the rest turn is kept.
+  expect_row(agent, "hips", 0, {0, 1, 0});
+  // The spine at rest points its x axis along y (the hips' turn); the clip turns it 90 degrees
+  // about the capture's x axis, which takes y to z. Its y axis, along -x at rest, is left alone
+  // by a turn about x; its origin stays one unit along the hips' y axis, at (-1, 0, 0).
+  expect_row(agent, "spine", 0, {0, 0, 1});
+  expect_row(agent, "spine", 1, {-1, 0, 0});
+  expect_row(agent, "spine", 3, {-1, 0, 0});
+  delete_agent_instance(agent);
 }
 
 }  // namespace

@@ -37,7 +37,9 @@ class PlaybackEvaluateTest : public testing::Test {
     }
   }
 
+  // An action of the type with its kickoff variable, named after it.
   Action* add_action(const char* name, float rate) {
+    new_userVar(type_, name);
     Action* action = newAction(&type_->actions);
     action_set_name(action, name);
     action->rate = action->working_rate = rate;
@@ -72,7 +74,6 @@ class PlaybackEvaluateTest : public testing::Test {
 TEST_F(PlaybackEvaluateTest, KickoffStartsAnActionThatAdvancesFadesAndLoops) {
   Action* walk = add_action("walk", 2);  // two cycles per second: 1/12 per frame
   add_curve(walk, "hip:tx", CURVE_LINEAR, {{0, 0}, {1, 24}});
-  new_userVar(type_, "walk");
   make_agent();
   play(1);
   EXPECT_EQ(slot(0).state, 0u);  // not triggered: nothing plays
@@ -114,8 +115,6 @@ TEST_F(PlaybackEvaluateTest, SlotsBlendByWeight) {
   add_curve(walk, "mood", CURVE_CONSTANT, {{0, 1}});
   Action* run = add_action("run", 1);
   add_curve(run, "hip:tx", CURVE_CONSTANT, {{0, 30}});
-  new_userVar(type_, "walk");
-  new_userVar(type_, "run");
   make_agent();
   trigger("walk", 1);
   trigger("run", 1);
@@ -139,20 +138,14 @@ TEST_F(PlaybackEvaluateTest, LoopsOneShotsLatchesTransitionsAndDefaults) {
   add_curve(latched, "latch", CURVE_CONSTANT, {{0, 0}, {0.75f, 1}});
   Action* quick = add_action("quick", 6);
   add_curve(quick, "transition", CURVE_CONSTANT, {{0, 0}});  // no blend time
-  for (const char* name : {"inner", "once", "latched", "quick"}) new_userVar(type_, name);
   make_agent();
   for (const char* name : {"inner", "once", "latched", "quick"}) trigger(name, 1);
-  float inner_phases[5], once_phases[5];
+  const float inner_phases[] = {0, 0.25f, 0.5f, 0.25f, 0.5f};
+  const float once_phases[] = {0, 0.25f, 0.5f, 0.75f, 1};
   for (int frame = 0; frame < 5; ++frame) {
     play(frame == 0);
-    inner_phases[frame] = slot(0).phase;
-    once_phases[frame] = slot(1).phase;
-  }
-  const float inner_expected[] = {0, 0.25f, 0.5f, 0.25f, 0.5f};
-  const float once_expected[] = {0, 0.25f, 0.5f, 0.75f, 1};
-  for (int frame = 0; frame < 5; ++frame) {
-    EXPECT_FLOAT_EQ(inner_phases[frame], inner_expected[frame]) << frame;
-    EXPECT_FLOAT_EQ(once_phases[frame], once_expected[frame]) << frame;
+    EXPECT_FLOAT_EQ(slot(0).phase, inner_phases[frame]) << frame;
+    EXPECT_FLOAT_EQ(slot(1).phase, once_phases[frame]) << frame;
   }
   EXPECT_EQ(slot(1).state, 2u);  // the one-shot ended and fades out
   // "latched" moves on to phase 0.25 and 0.5, where its latch curve is 0: it keeps its weight
@@ -206,8 +199,6 @@ TEST_F(PlaybackEvaluateTest, HostileActionsKeepChannelsFinite) {
   fast->loop[1] = 0.1f;
   add_curve(fast, "hip:ty", CURVE_LINEAR, {{0, 1}, {1, 2}});
   add_curve(fast, "nowhere:tz", CURVE_LINEAR, {{0, 1}});
-  new_userVar(type_, "wild");
-  new_userVar(type_, "fast");
   make_agent();
   trigger("wild", nan);  // not a number: counts as 0
   trigger("fast", 1);
@@ -229,7 +220,6 @@ TEST_F(PlaybackEvaluateTest, SparseCurvesDoNotShiftChannelsInTheRenderersPoseCac
   new_segment(type_, "knee");
   Action* walk = add_action("walk", 1);
   add_curve(walk, "knee:rx", CURVE_LINEAR, {{0, 30}, {1, 30}});
-  new_userVar(type_, "walk");
   make_agent();
   agent_->id = 1;
   agent_->activity = 1;

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
 #include <initializer_list>
 #include <utility>
 
@@ -19,10 +17,6 @@ namespace {
 // An agent type with named actions, and one instance of it with a playback table.
 class PlaybackTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    type_ = new_agent_type("walker");
-    ASSERT_NE(type_, nullptr);
-  }
   void TearDown() override {
     if (agent_ != nullptr) {
       playback_free_table(agent_);
@@ -33,8 +27,7 @@ class PlaybackTest : public ::testing::Test {
   Action* add_action(const char* name, float loop_start = 0.0f, float loop_end = 1.0f,
                      int track = 0) {
     Action* action = newAction(&type_->actions);
-    std::free(action->name);
-    action->name = strdup(name);
+    action_set_name(action, name);
     action->loop[0] = loop_start;
     action->loop[1] = loop_end;
     action->track = static_cast<uint8_t>(track);
@@ -56,9 +49,7 @@ class PlaybackTest : public ::testing::Test {
 
   void make_agent() {
     agent_ = new_agent_instance(type_);
-    ASSERT_NE(agent_, nullptr);
     create_playbacks(agent_);
-    ASSERT_NE(agent_->playbacks, nullptr);
   }
 
   PlaybackSlot& play(int slot, Action* action, float phase, float weight, uint32_t state = 1) {
@@ -78,11 +69,11 @@ class PlaybackTest : public ::testing::Test {
     return answered ? value : NAN;
   }
 
-  Agent* type_ = nullptr;
+  Agent* type_ = new_agent_type("walker");
   Agent* agent_ = nullptr;
 };
 
-TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
+TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsReportsSlotsAndHandsOutFreeOnes) {
   EXPECT_EQ(number_of_playbacks(), 32);
   Agent* bare = new_agent_instance(type_);
   create_playbacks(bare);
@@ -105,6 +96,7 @@ TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
   delete_agent_instance(prototype);
 
   Action* walk = add_action("walk");
+  Action* run = add_action("run");
   make_agent();
   PlaybackSlot* table = agent_->playbacks;
   create_playbacks(agent_);
@@ -128,12 +120,7 @@ TEST_F(PlaybackTest, TableIsMadeOnlyWithActionsAndReportsSlots) {
   EXPECT_EQ(getPlaybackInfo(agent_, 4, &name, &weight, &phase), 0u);
   EXPECT_EQ(getPlaybackInfo(agent_, 32, &name, &weight, &phase), 0u);
   EXPECT_EQ(getPlaybackInfo(agent_, -1, &name, &weight, &phase), 0u);
-}
 
-TEST_F(PlaybackTest, FreeSlotsAndKickoffsOfRemovedActions) {
-  Action* walk = add_action("walk");
-  Action* run = add_action("run");
-  make_agent();
   play(0, walk, 0.2f, 1.0f);
   play(1, run, 0.2f, 1.0f);
   EXPECT_EQ(playback_free_slot(agent_), &agent_->playbacks[2]);  // the first free one
@@ -150,12 +137,12 @@ TEST_F(PlaybackTest, FreeSlotsAndKickoffsOfRemovedActions) {
             " NO SPARE PLAYBACKS\n");
 }
 
-TEST_F(PlaybackTest, PhaseTakesHeaviestSlotOfItsTrack) {
-  Action* walk = add_action("walk", 0.0f, 0.5f);
+TEST_F(PlaybackTest, PhaseTakesHeaviestSlotOfItsTrackNormalisedToItsLoop) {
+  Action* walk = add_action("walk", 0.2f, 0.7f);
   Action* side = add_action("side", 0.0f, 1.0f, 1);
   make_agent();
-  play(0, walk, 0.1f, 0.3f);  // normalised 0.2
-  play(1, walk, 0.4f, 0.7f);  // normalised 0.8
+  play(0, walk, 0.3f, 0.3f);  // normalised 0.2
+  play(1, walk, 0.6f, 0.7f);  // normalised 0.8
   play(2, side, 0.3f, 0.9f);  // track 1 only
   EXPECT_FLOAT_EQ(query("phase"), 0.8f);
   EXPECT_FLOAT_EQ(query("phase1"), 0.3f);
@@ -171,20 +158,15 @@ TEST_F(PlaybackTest, PhaseTakesHeaviestSlotOfItsTrack) {
   EXPECT_FLOAT_EQ(query("phase"), 0.8f);
 
   EXPECT_TRUE(std::isnan(query("phase9")));  // not a track: not an action name either
-}
 
-TEST_F(PlaybackTest, LoopPhaseNormalisesAndWraps) {
+  // A loop that wraps past 1 adds one turn to the quotient.
   Action* wrapped = add_action("wrapped", 0.8f, 0.2f);
-  Action* plain = add_action("plain", 0.2f, 0.6f);
-  make_agent();
   PlaybackSlot& slot = play(0, wrapped, 0.1f, 1.0f);
-  EXPECT_NEAR(playback_loop_phase(&slot), -0.75f, 1e-5f);  // one turn added to the quotient
+  agent_->playbacks[1].state = 0;
+  EXPECT_NEAR(playback_loop_phase(&slot), -0.75f, 1e-5f);
   slot.phase = 0.9f;
   EXPECT_NEAR(playback_loop_phase(&slot), 0.25f, 1e-5f);
-  slot.action = plain;
-  slot.phase = 0.4f;
-  EXPECT_NEAR(playback_loop_phase(&slot), 0.5f, 1e-5f);
-  EXPECT_NEAR(query("phase"), 0.5f, 1e-5f);
+  EXPECT_NEAR(query("phase"), 0.25f, 1e-5f);
 }
 
 TEST_F(PlaybackTest, PatternChannelsAnswerOnlyForKnownActions) {
@@ -210,12 +192,10 @@ TEST_F(PlaybackTest, PatternChannelsAnswerOnlyForKnownActions) {
   EXPECT_TRUE(std::isnan(query("run*:speed")));
   EXPECT_TRUE(std::isnan(query("run*")));  // bare names must name an action exactly
   EXPECT_FLOAT_EQ(query("run_fast"), 0.6f);
-}
 
-TEST_F(PlaybackTest, PatternPhaseComparesRawAgainstNormalised) {
+  // A pattern's phase compares each slot's raw phase against the best normalised one so far.
   Action* first = add_action("step_a", 0.0f, 0.4f);
   Action* second = add_action("step_b", 0.0f, 4.0f);
-  make_agent();
   play(0, first, 0.3f, 1.0f);   // normalised 0.75
   play(1, second, 0.8f, 1.0f);  // raw 0.8 beats 0.75; normalised 0.2
   EXPECT_FLOAT_EQ(query("step_*:phase"), 0.2f);
@@ -223,53 +203,48 @@ TEST_F(PlaybackTest, PatternPhaseComparesRawAgainstNormalised) {
   EXPECT_FLOAT_EQ(query("step_*:phase"), 0.75f);
 }
 
-TEST_F(PlaybackTest, LatchFollowsCrossedKeysIncludingWrap) {
+TEST_F(PlaybackTest, LatchFollowsCrossedKeysIncludingWrapAndSharesItsCounterWithTheKeyScan) {
   Action* grab = add_action("grab");
   add_latch(grab, {{0.0f, 1.0f}, {0.3f, 0.0f}, {0.35f, 1.0f}, {0.6f, 1.0f}});
   make_agent();
   PlaybackSlot& slot = play(0, grab, 0.5f, 1.0f);
-
-  slot.previous_phase = 0.4f;  // no key crossed, value 1 at the phase
-  EXPECT_EQ(playback_latch(agent_, 0), 1);
-  EXPECT_FLOAT_EQ(query("latch"), 1.0f);
-
-  slot.previous_phase = 0.2f;  // crosses the low key at 0.3
-  EXPECT_EQ(playback_latch(agent_, 0), 0);
-
-  slot.previous_phase = 0.32f;  // crosses 0.35, whose preceding key is low
-  EXPECT_EQ(playback_latch(agent_, 0), 0);
-
-  slot.previous_phase = 0.9f;  // wrapped: 0.9 -> 0.1 crosses the key at 0
-  slot.phase = 0.1f;
-  EXPECT_EQ(playback_latch(agent_, 0), 0);
+  const struct {
+    float from, to;
+    int latch;
+  } steps[] = {
+      {0.4f, 0.5f, 1},   // no key crossed, value 1 at the phase
+      {0.2f, 0.5f, 0},   // crosses the low key at 0.3
+      {0.32f, 0.5f, 0},  // crosses 0.35, whose preceding key is low
+      {0.9f, 0.1f, 0},   // wrapped: crosses the key at 0
+  };
+  for (const auto& step : steps) {
+    slot.previous_phase = step.from;
+    slot.phase = step.to;
+    EXPECT_EQ(playback_latch(agent_, 0), step.latch) << step.from;
+    EXPECT_FLOAT_EQ(query("latch"), step.latch) << step.from;
+  }
   EXPECT_EQ(playback_latch(agent_, 1), 0);  // no slot on track 1
 
   slot.state = 3;  // only states 1 and 2 are considered
   slot.previous_phase = 0.4f;
   slot.phase = 0.5f;
   EXPECT_EQ(playback_latch(agent_, 0), 0);
-}
 
-TEST_F(PlaybackTest, LatchWithoutCurveOrWithWrapClearOfKeys) {
   Action* plain = add_action("plain");
   Action* hold = add_action("hold");
   add_latch(hold, {{0.5f, 1.0f}, {0.6f, 1.0f}});
-  make_agent();
-  PlaybackSlot& slot = play(0, hold, 0.1f, 1.0f);
-  slot.previous_phase = 0.9f;  // wraps, but no key lies above 0.9 or at most 0.1
+  play(0, hold, 0.1f, 1.0f).previous_phase = 0.9f;  // wraps, but no key above 0.9 or at most 0.1
   EXPECT_EQ(playback_latch(agent_, 0), 1);
   play(0, plain, 0.1f, 1.0f);
   play(1, hold, 0.1f, 1.0f);
   EXPECT_EQ(playback_latch(agent_, 0), 0);  // the first candidate has no latch curve
-}
 
-TEST_F(PlaybackTest, LatchCounterIsSharedWithKeyScan) {
+  // The count of slots examined is shared with the scan of latch keys.
+  agent_->playbacks[0].state = agent_->playbacks[1].state = 0;
   Action* low = add_action("low");
   add_latch(low, {{0.6f, 0.0f}, {0.7f, 0.0f}, {0.8f, 0.0f}});  // three keys, never crossed
   Action* high = add_action("high");
   add_latch(high, {{0.0f, 1.0f}, {0.5f, 1.0f}});
-  make_agent();
-
   play(29, high, 0.2f, 1.0f).previous_phase = 0.1f;
   EXPECT_EQ(playback_latch(agent_, 0), 1);  // reached when nothing comes before it
 
