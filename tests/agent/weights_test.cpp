@@ -36,6 +36,14 @@ Agent* make_type() {
   return type;
 }
 
+// Expects one array per bone of the type, four vertices each, holding `expected`; frees them.
+void expect_arrays(float** arrays, int32_t count, const float (&expected)[3][4]) {
+  ASSERT_EQ(count, 3);
+  for (int b = 0; b < 3; ++b)
+    for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
+  free_weight_arrays(arrays, count);
+}
+
 class WeightsTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
@@ -77,11 +85,7 @@ TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
               EXPECT_EQ(read_weights_file(path.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
             }),
             path + ":13: cannot read 'oops' as a weight; rest of line skipped\n");
-  ASSERT_EQ(count, 3);
-  const float expected[3][4] = {{0.25f, 0, 0, 0}, {0.75f, 0, 0.5f, 0}, {0, 0.9f, 0, 0}};
-  for (int b = 0; b < 3; ++b)
-    for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
-  free_weight_arrays(arrays, count);
+  expect_arrays(arrays, count, {{0.25f, 0, 0, 0}, {0.75f, 0, 0.5f, 0}, {0, 0.9f, 0, 0}});
 
   // Re-ordered to an attach list: head, then a segment without a bone, then hip, then head again
   // (the same weights a second time, in an array of its own).
@@ -120,11 +124,7 @@ TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
   float** arrays = nullptr;
   int32_t count = 0;
   ASSERT_EQ(read_weights_file(file.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
-  ASSERT_EQ(count, 3);
-  const float expected[3][4] = {{0.25f, 0, 0, 0}, {0.75f, 0, 0, 0.5f}, {0, 1, 0, 0}};
-  for (int b = 0; b < 3; ++b)
-    for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
-  free_weight_arrays(arrays, count);
+  expect_arrays(arrays, count, {{0.25f, 0, 0, 0}, {0.75f, 0, 0, 0.5f}, {0, 1, 0, 0}});
 
   // An influence out of range writes nothing.
   const std::string refused = path("refused.w");

@@ -46,7 +46,8 @@ class ChannelsTest : public ::testing::Test {
   Agent* second_ = nullptr;
 };
 
-TEST_F(ChannelsTest, WindWrittenByOneAgentIsSeenByAll) {
+TEST_F(ChannelsTest, WindIsSharedWhileAgentAndSegmentChannelsAreSeparate) {
+  // Wind written by one agent is seen by all.
   set_sim_value("wind.x", 3.5f);
   set_sim_value("wind.f", 0.25f);
   currentAgent = second_;
@@ -59,9 +60,8 @@ TEST_F(ChannelsTest, WindWrittenByOneAgentIsSeenByAll) {
   EXPECT_EQ(bind_output("wind.x", first_, &resolved), bind_output("wind.x", second_, &resolved));
   EXPECT_STREQ(resolved, "wind.x");
   std::free(resolved);
-}
 
-TEST_F(ChannelsTest, AgentAndSegmentChannelsAreSeparateStorage) {
+  currentAgent = first_;
   Segment* hip = findSegment(first_, "hip");
   ASSERT_NE(hip, nullptr);
   set_sim_value("tx", 1.0f);
@@ -75,7 +75,6 @@ TEST_F(ChannelsTest, AgentAndSegmentChannelsAreSeparateStorage) {
   EXPECT_FLOAT_EQ(findSegment(second_, "hip")->channels[0], 0.0f);  // the other agent's own
   EXPECT_FLOAT_EQ(second_->root[3], 0.0f);
 
-  int kind = -1;
   EXPECT_FLOAT_EQ(read("tx", &kind), 1.0f);
   EXPECT_EQ(kind, SIM_RESULT_AGENT);
   EXPECT_FLOAT_EQ(read("hip:tx", &kind), 2.0f);

@@ -20,6 +20,7 @@
 #include "motion/playback.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
+#include "tests/support/engine_fixtures.h"
 
 namespace {
 
@@ -312,10 +313,7 @@ TEST_F(SimulationTest, RootIsRotatedXThenYThenZThenTranslatedWithoutScale) {
   // (0, 1, 0) turned a quarter about x lies on z; a quarter about y takes z onto x. Turned about
   // y first it would stay on y and then go to z. Unscaled, then moved by (1, 2, 3).
   const Vector up{0, 1, 0};
-  Vector moved = transformPoint(&up, agent->matrix);
-  EXPECT_NEAR(moved.x, 2, 1e-5f);
-  EXPECT_NEAR(moved.y, 2, 1e-5f);
-  EXPECT_NEAR(moved.z, 3, 1e-5f);
+  engine_test::expect_vector_near(transformPoint(&up, agent->matrix), 2, 2, 3);
 }
 
 TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {
