@@ -80,7 +80,7 @@ TEST_F(CdlTest, VersionNumbersPackStageAndParts) {
   EXPECT_GT(cdl_version_number("1.0b1"), cdl_version_number("1.0a9"));
 }
 
-TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
+TEST_F(CdlTest, HeadersMarkOldFormatsAndNewTypesGetTheirAgent) {
   Agent* old_type = load("old.cdl", "# CDL created with trud v0.995\nobject old\nend object\n");
   ASSERT_NE(nullptr, old_type);
   EXPECT_EQ(1, old_type->old_format);
@@ -110,6 +110,18 @@ TEST_F(CdlTest, OldHeadersMarkTheObjectOldFormat) {
     ASSERT_EQ(1, reader(write("header.cdl", entry.header)));
     EXPECT_EQ(entry.version, reader.version) << entry.header;
   }
+
+  // The agent made for a new type binds its outputs and records its path.
+  Agent* type = load_object("driven", "segment hip\nfuzzy output\nchannel hip:ty\n");
+  ASSERT_NE(nullptr, type);
+  Agent* agent = type->render_agent;
+  ASSERT_NE(nullptr, agent);
+  ASSERT_NE(nullptr, agent->outputs);
+  EXPECT_EQ(&findSegment(agent, "hip")->channels[1], agent->outputs->target);
+  // The path is relative to the scene's directory, the current one.
+  std::string expected = fs::relative(folder_ / "driven.cdl", fs::current_path()).string();
+  if (expected.rfind("..", 0) == 0) expected = path("driven.cdl");
+  EXPECT_STREQ(expected.c_str(), agent->cdl_path);
 }
 
 TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
@@ -152,19 +164,6 @@ TEST_F(CdlTest, TopLevelKeywordsRespectTheirGuards) {
   ASSERT_NE(nullptr, load("units.cdl", "units cm\nobject u\nend object\n"));
   EXPECT_EQ(2, length_unit);
   set_length_unit(1);
-}
-
-TEST_F(CdlTest, TheAgentMadeForANewTypeBindsItsOutputsAndRecordsItsPath) {
-  Agent* type = load_object("driven", "segment hip\nfuzzy output\nchannel hip:ty\n");
-  ASSERT_NE(nullptr, type);
-  Agent* agent = type->render_agent;
-  ASSERT_NE(nullptr, agent);
-  ASSERT_NE(nullptr, agent->outputs);
-  EXPECT_EQ(&findSegment(agent, "hip")->channels[1], agent->outputs->target);
-  // The path is relative to the scene's directory, the current one.
-  std::string expected = fs::relative(folder_ / "driven.cdl", fs::current_path()).string();
-  if (expected.rfind("..", 0) == 0) expected = path("driven.cdl");
-  EXPECT_STREQ(expected.c_str(), agent->cdl_path);
 }
 
 TEST_F(CdlTest, SegmentsBuildTheTreeAndReadTheirChannels) {
@@ -278,19 +277,6 @@ TEST_F(CdlTest, KeywordsAreTestedInTheirOrder) {
   EXPECT_FLOAT_EQ(2.0f, spine->rest_matrix[14]);
   EXPECT_NE(std::string::npos, err.find("bones WARNING: Couldn't find bone called `ghost'\n"));
   EXPECT_EQ(nullptr, type->bones);
-}
-
-TEST_F(CdlTest, IncludeReadsRelativeFilesIntoTheCurrentType) {
-  write("parts/legs.cdl", "segment leg\nparent hips\n");
-  Agent* type = load_object("person", "segment hips\ninclude parts/legs.cdl\nsegment head\n");
-  ASSERT_NE(nullptr, type);
-  Segment* leg = findSegment(type, "leg");
-  ASSERT_NE(nullptr, leg);
-  EXPECT_EQ(findSegment(type, "hips"), leg->parent);
-  EXPECT_EQ(leg, findSegment(type, "hips")->next);
-  EXPECT_EQ(findSegment(type, "head"), leg->next);
-  ASSERT_NE(nullptr, type->include_path);
-  EXPECT_NE(std::string::npos, std::string(type->include_path).find("parts/legs.cdl"));
 }
 
 TEST_F(CdlTest, BindPoseLinesBuildAnActionKeptOutOfTheList) {
@@ -429,7 +415,19 @@ TEST_F(CdlTest, MalformedLinesAreSkippedOrReported) {
   EXPECT_THAT(err, HasSubstr("ERROR: nowhere not a valid parent for spring.\n"));
 }
 
-TEST_F(CdlTest, IncludeCyclesAndMissingIncludesNameTheFile) {
+TEST_F(CdlTest, IncludesReadRelativeFilesAndStopAtCyclesAndLimits) {
+  // A relative include reads into the current type, in place.
+  write("parts/legs.cdl", "segment leg\nparent hips\n");
+  Agent* type = load_object("person", "segment hips\ninclude parts/legs.cdl\nsegment head\n");
+  ASSERT_NE(nullptr, type);
+  Segment* leg = findSegment(type, "leg");
+  ASSERT_NE(nullptr, leg);
+  EXPECT_EQ(findSegment(type, "hips"), leg->parent);
+  EXPECT_EQ(leg, findSegment(type, "hips")->next);
+  EXPECT_EQ(findSegment(type, "head"), leg->next);
+  ASSERT_NE(nullptr, type->include_path);
+  EXPECT_NE(std::string::npos, std::string(type->include_path).find("parts/legs.cdl"));
+
   // A file that includes itself twice would otherwise be read 2^depth times.
   std::string self = write("self.cdl", "object loop\ninclude self.cdl\ninclude ./self.cdl\n");
   std::string err = stderr_of([&] { EXPECT_EQ(1, read(self)); });
