@@ -54,19 +54,15 @@ class WeightsTest : public scratch::FolderTest {
   Agent* type_ = nullptr;
 };
 
-TEST_F(WeightsTest, DeformerTableIsSizedByLargestNumberAndMappedByName) {
-  const std::string path = write("sparse.w",
-                                 "# comment\n\n"
-                                 "deformer 0 head\n"
-                                 "deformer 2 hip\n"
-                                 "deformer 5 tail\n"  // no segment of that name
-                                 "\n0:  0 1\n");
+TEST_F(WeightsTest, DeformerTableAndVertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
+  // The deformer table is sized by the largest number and mapped to bones by segment name.
+  // No segment is named "tail".
+  const std::string sparse = write(
+      "sparse.w", "# comment\n\ndeformer 0 head\ndeformer 2 hip\ndeformer 5 tail\n\n0:  0 1\n");
   std::vector<int> table;
-  ASSERT_TRUE(hordera::read_weights_deformer_table(path.c_str(), type_, table));
+  ASSERT_TRUE(hordera::read_weights_deformer_table(sparse.c_str(), type_, table));
   EXPECT_EQ(table, (std::vector<int>{2, -1, 0, -1, -1, -1}));
-}
 
-TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
   const std::string path = write("body.w",
                                  "# Hordera vertex weights file\n\n"
                                  "deformer 0 hip\n"
