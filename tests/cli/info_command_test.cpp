@@ -31,17 +31,12 @@ std::string write_agent() {
              "deformer 0 root\ndeformer 1 spine\n\n"
              "0:  0 1\n1:  0 1\n2:  0 0.5 1 0.5\n3:  0 0.5 1 0.5\n4:  1 1\n5:  1 1\n");
   write_file(dir + "man.cdl",
-             "# CDL created with hordera v4.1.18\n"
-             "object man\n"
-             "variables\nspeed 1.5\nend variables\n"
-             "segment root\norder rz ry rx\n"
-             "segment spine\nparent root\ndof rx\n"
+             "# CDL created with hordera v4.1.18\nobject man\nvariables\nspeed 1.5\nend variables\n"
+             "segment root\norder rz ry rx\nsegment spine\nparent root\ndof rx\n"
              "bone root\nbone spine\n"
-             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 1\n"
-             "bone ghost\n"
+             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 1\nbone ghost\n"
              "material skin\nid 1\ndiffuse 0.8 0.5 0.4\n"
-             "fuzzy input\nchannel tx\nfuzzy output\nchannel spine:rx\n"
-             "end object\n");
+             "fuzzy input\nchannel tx\nfuzzy output\nchannel spine:rx\nend object\n");
   return dir + "man.cdl";
 }
 
@@ -83,9 +78,7 @@ TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
 TEST(InfoCommand, ListsClothAndHairPiecesAndImportedClipLengths) {
   const std::string dir = testing::TempDir();
   write_file(dir + "dressed.cdl",
-             "object dressed\n"
-             "segment hips\n"
-             "cloth cape\ngrid 3 2 1 0.5\nmaterial 1\n"
+             "object dressed\nsegment hips\ncloth cape\ngrid 3 2 1 0.5\nmaterial 1\n"
              "cloth\ngeo skirt.obj\n"
              "hair mane\nroot_radius 0.1\ntip_radius 0.01\ndensity 4\nvertices_number 5\n"
              "end object\n");

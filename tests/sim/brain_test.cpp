@@ -42,7 +42,6 @@ TEST(BrainTest, NodesAppendInOrderWithKindDefaults) {
   EXPECT_EQ(input->options[0], 1);
   EXPECT_EQ(input->options[1], 1);
   EXPECT_FLOAT_EQ(input->range[1], 1.0f);
-  EXPECT_EQ(input->position[0], 0);
   EXPECT_EQ(input->inputs, input->inline_inputs);
   EXPECT_STREQ(timer->name, "timer");
   EXPECT_FLOAT_EQ(timer->values[0], 1.0f);
@@ -56,7 +55,6 @@ TEST(BrainTest, NodesAppendInOrderWithKindDefaults) {
   EXPECT_EQ(either->options[1], 1);
   EXPECT_STREQ(output->name, "output");
   EXPECT_EQ(output->channel, nullptr);
-  EXPECT_EQ(output->target, nullptr);
   EXPECT_EQ(output->options[0], 1);
 
   // Reset re-applies the new kind's defaults and name; the node keeps its id and place.
