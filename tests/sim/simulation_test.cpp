@@ -3,7 +3,6 @@
 #include "sim/simulation.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -21,14 +20,16 @@
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
 #include "tests/support/engine_fixtures.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class SimulationTest : public testing::Test {
+class SimulationTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
+    scratch::FolderTest::SetUp();
     type_ = new_agent_type("man");
     new_segment(type_, "root");
     new_segment(type_, "hand");
@@ -40,6 +41,7 @@ class SimulationTest : public testing::Test {
     sim_settings = {};
     reset_request = 0;
     currentAgent = nullptr;
+    scratch::FolderTest::TearDown();
   }
   Agent* make_agent(const char* name) {
     Agent* agent = new_agent_instance(type_);
@@ -225,8 +227,7 @@ TEST_F(SimulationTest, GroupsNumberAgentsAcrossTheSceneSoPoseCacheRecordsStaySep
     EXPECT_EQ(placed[i]->id, i + 1);
     EXPECT_STREQ(placed[i]->name, names[i]);
   }
-  const fs::path dir = fs::path(testing::TempDir()) / ("ids_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
+  const fs::path dir = folder_;
   ASSERT_EQ(apf_write(dir.string().c_str(), 1, 0), 1);
   apf_cache_init();
   Agent* reader = new_agent_instance(type_);
@@ -236,7 +237,6 @@ TEST_F(SimulationTest, GroupsNumberAgentsAcrossTheSceneSoPoseCacheRecordsStaySep
     EXPECT_FLOAT_EQ(reader->segments->channels[2], expected_z[i]) << "root tz of " << names[i];
     EXPECT_FLOAT_EQ(reader->segments->next->channels[2], 0) << "hand tz of " << names[i];
   }
-  fs::remove_all(dir);
   // An agent made later in the first group takes the next id of the whole scene.
   EXPECT_EQ(createInstance(north)->id, 5);
 }
@@ -317,8 +317,7 @@ TEST_F(SimulationTest, RootIsRotatedXThenYThenZThenTranslatedWithoutScale) {
 }
 
 TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {
-  fs::path dir = fs::path(testing::TempDir()) / ("sim_test_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
+  const fs::path dir = folder_;
   ::setenv("HORDERA_SIM_TEST_DIR", dir.c_str(), 1);
   resetAll();
   Agent* agent = make_agent("man.1");
@@ -330,7 +329,6 @@ TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {
   nextFrame(0);
   EXPECT_FALSE(fs::exists(dir / "frame.1.apf"));
   EXPECT_TRUE(fs::exists(dir / "frame.2.apf"));
-  fs::remove_all(dir);
 }
 
 TEST(EnvironmentVariables, ExpandNamesAndKeepStrayDollars) {
