@@ -105,10 +105,8 @@ TEST(BrainTest, FuzzNodesComeBackToTheirDefaultCurve) {
   const float xs[3] = {0.0f, 0.5f, 1.0f};
   const float ys[3] = {0.0f, 1.0f, 0.0f};
   for (int round = 0; round < 2; ++round) {
-    EXPECT_FLOAT_EQ(fuzz->points[0], 0.25f);
-    EXPECT_FLOAT_EQ(fuzz->points[1], 0.5f);
-    EXPECT_FLOAT_EQ(fuzz->points[2], 0.75f);
-    EXPECT_FLOAT_EQ(fuzz->points[3], 0.8f);
+    const float points[4] = {0.25f, 0.5f, 0.75f, 0.8f};
+    for (int i = 0; i < 4; ++i) EXPECT_FLOAT_EQ(fuzz->points[i], points[i]) << i;
     EXPECT_FLOAT_EQ(fuzz->fuzz_extra[0], 0.0f);
     EXPECT_FLOAT_EQ(fuzz->fuzz_extra[1], 1.0f);
     EXPECT_EQ(fuzz->inference, INFERENCE_LAMBDA);
@@ -169,13 +167,8 @@ TEST(BrainTest, MacroMembershipFollowsListOrder) {
   b->owner_macro = a;
   c->owner_macro = b;
   brain_rebuild_macros(type);
-  EXPECT_EQ(foreign->first_member, nullptr);
-  EXPECT_EQ(a->first_member, nullptr);
-  EXPECT_EQ(b->first_member, nullptr);
-  EXPECT_EQ(macro->first_member, nullptr);
-  EXPECT_EQ(other->first_member, nullptr);
-  EXPECT_EQ(a->next_in_macro, nullptr);
-  EXPECT_EQ(b->next_in_macro, nullptr);
+  for (BrainNode* node : {foreign, a, b, macro, other}) EXPECT_EQ(node->first_member, nullptr);
+  for (BrainNode* node : {a, b}) EXPECT_EQ(node->next_in_macro, nullptr);
 }
 
 TEST(BrainTest, IdsBecomeUniqueAndFindable) {
