@@ -46,13 +46,11 @@ class ObjTest : public scratch::FolderTest {
   }
 };
 
-TEST_F(ObjTest, ReadsPointsCornersTextureAndNormalsInFileOrder) {
+TEST_F(ObjTest, ReadsPointsCornersTextureAndNormalsInFileOrderInEveryCornerForm) {
   const std::string path = write("quad.obj",
-                                 "# a quad and a triangle\n"
-                                 "o thing\nusemtl skin\ns 1\n"
+                                 "# a quad and a triangle\no thing\nusemtl skin\ns 1\n"
                                  "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\n"
-                                 "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
-                                 "vn 0 0 1\n"
+                                 "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nvn 0 0 1\n"
                                  "f 1/1/1 2/2/1 3/3/1 4/4/1\n"
                                  "f -4/-3/-1 -1/-4/-1 3/3/1\r\n");  // relative indices, CRLF
   Mesh* mesh = loadGeometry(path.c_str());
@@ -74,18 +72,14 @@ TEST_F(ObjTest, ReadsPointsCornersTextureAndNormalsInFileOrder) {
   EXPECT_NEAR(mesh->polygons[0].area, 1.0f, 1e-6f);
   expect_vector_near(mesh->polygons[0].centre, 0.5f, 0.5f, 0);
   mesh_free(mesh);
-}
 
-TEST_F(ObjTest, CornerFormsForwardReferencesAndMissingNormals) {
   // "v//vn" corners, a pentagon, a face that refers to a vertex defined after it, and a point
   // without a normal of its own, which takes its polygons' normal.
-  const std::string path = write("forms.obj",
-                                 "vn 0 0 2\n"
-                                 "f 1//1 2//1 3//1 4//1 5//1\n"
-                                 "v 0 0 0\nv 1 0 0\nv 2 1 0\nv 1 2 0\nv 0 1 0\n"
-                                 "v 0 0 1\nv 1 0 1\nv 0 1 1\n"
-                                 "f 6 7 8\n");
-  Mesh* mesh = loadGeometry(path.c_str());
+  mesh = loadGeometry(write("forms.obj",
+                            "vn 0 0 2\nf 1//1 2//1 3//1 4//1 5//1\n"
+                            "v 0 0 0\nv 1 0 0\nv 2 1 0\nv 1 2 0\nv 0 1 0\n"
+                            "v 0 0 1\nv 1 0 1\nv 0 1 1\nf 6 7 8\n")
+                          .c_str());
   ASSERT_NE(mesh, nullptr);
   EXPECT_EQ(mesh->polygon_count, 2);
   EXPECT_EQ(mesh->polygons[0].corner_count, 5);

@@ -27,7 +27,7 @@ std::array<int, 6> entries_of(int32_t order) {
 
 using Entries = std::array<int, 6>;
 
-TEST(RotationOrder, TextCodesPackingAndNormalisation) {
+TEST(RotationOrder, TextCodesPackingNormalisationAndEulerCodes) {
   EXPECT_EQ(entries_of(154707), (Entries{4, 5, 6, 1, 2, 3}));
   EXPECT_EQ(strToOrder("rx ry rz tx ty tz"), 154707);
   EXPECT_EQ(entries_of(strToOrder("rz ry rx")), (Entries{6, 5, 4, 1, 2, 3}));
@@ -50,9 +50,8 @@ TEST(RotationOrder, TextCodesPackingAndNormalisation) {
   EXPECT_EQ(entries_of(strToOrder("tz ty tx rz ry rx tx")), (Entries{3, 2, 1, 6, 5, 4}));
   for (int32_t code : {154707, strToOrder("rz ry rx"), strToOrder("ty rz")})
     EXPECT_EQ(order_pack(entries_of(code).data()), code);
-}
 
-TEST(RotationOrder, EulerCodes) {
+  // Euler codes.
   // "ry" counts the RX and RZ appended after it.
   const std::pair<const char*, int> codes[] = {
       {"rx ry rz", 0},  {"rx rz ry", 4},  {"ry rz rx", 8},          {"ry", 12},
