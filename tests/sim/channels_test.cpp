@@ -91,7 +91,7 @@ TEST_F(ChannelsTest, WindIsSharedWhileAgentAndSegmentChannelsAreSeparate) {
   EXPECT_FLOAT_EQ(read("ry"), 0.0f);
 }
 
-TEST_F(ChannelsTest, UnknownAndParenthesisedNamesNeverBind) {
+TEST_F(ChannelsTest, WritableChannelsBindToTheirStorageAndUnknownOnesNever) {
   ASSERT_NE(new_userVar(first_, "f(x)"), nullptr);
   char* resolved = static_cast<char*>(std::malloc(8));  // freed by the first bind
   std::strcpy(resolved, "stale");
@@ -114,9 +114,8 @@ TEST_F(ChannelsTest, UnknownAndParenthesisedNamesNeverBind) {
   EXPECT_EQ(kind, SIM_RESULT_NONE);
   EXPECT_FLOAT_EQ(read("nosuch:tx", &kind), 0.0f);
   EXPECT_EQ(kind, SIM_RESULT_NONE);
-}
 
-TEST_F(ChannelsTest, WritableChannelsReachTheirStorageAndReadBack) {
+  // Writable channels reach their storage and read back.
   UserVar* speed = new_userVar(first_, "speed");
   UserVar* shadow = new_userVar(first_, "tz");  // a user variable comes before the root channel
   Segment* hip = findSegment(first_, "hip");
@@ -136,10 +135,10 @@ TEST_F(ChannelsTest, WritableChannelsReachTheirStorageAndReadBack) {
   };
   float value = 1.0f;
   for (const auto& entry : cases) {
-    char* resolved = nullptr;
-    EXPECT_EQ(bind_output(entry.name, first_, &resolved), entry.storage) << entry.name;
-    EXPECT_STREQ(resolved, entry.name);
-    std::free(resolved);
+    char* bound = nullptr;
+    EXPECT_EQ(bind_output(entry.name, first_, &bound), entry.storage) << entry.name;
+    EXPECT_STREQ(bound, entry.name);
+    std::free(bound);
     set_sim_value(entry.name, value);
     EXPECT_FLOAT_EQ(*entry.storage, value) << entry.name;
     EXPECT_FLOAT_EQ(read(entry.name), value) << entry.name;
