@@ -179,7 +179,8 @@ TEST_F(ObjTest, CutAndMalformedFilesKeepTheMeshConsistent) {
       "# cube corner\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\n"
       "vt 0 0\nvt 1 0\nvt 1 1\nvn 0 0 -1\nvn 0 0 1\n"
       "f 1/1/1 4/3/1 3/2/1 2/1/1\nf -5/-3/-2 -4/-2/-2 -1/-1/-1\nf 1 2 5\n";
-  // Cuts inside a number, inside a corner and after a slash; binary noise is the OBJ fuzzer's.
+  // Cuts inside a number, inside a corner and after a slash; binary noise, NaN points and texture
+  // indices out of range are the OBJ fuzzer corpus's.
   for (const char* cut : {"v 1 1", "f 1/1/1 4/", "f -5/-3/"}) {
     const size_t length = good.find(cut) + std::strlen(cut);
     load_checked("cut_" + std::to_string(length) + ".obj", good.substr(0, length));
@@ -200,12 +201,10 @@ TEST_F(ObjTest, CutAndMalformedFilesKeepTheMeshConsistent) {
       "v 0 0 0\nf 1 1 1 \\\n",
       "v 0 0 \\\n0\nf 1 1 1\n",
       "v 0 0 0\nvt\nf 1/1 1/1 1/1\n",
-      "v 0 0 0\nf 1/2 1 1\n",
       "v 0 0 0\nf 1//2 1 1\n",
       "v 0 0 0\nf\n",
       "\xef\xbb\xbfv 0 0 0\n",
       "v -0 +1 .5\nf 1 1 1\n",
-      "v nan 0 0\nf 1 1 1\n",
       "v 0 0 0\nf -2147483648 2147483647 2147483648\n",
   };
   int index = 0;

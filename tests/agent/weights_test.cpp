@@ -134,8 +134,9 @@ TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
   EXPECT_FALSE(std::filesystem::exists(refused));
 }
 
-// Cuts of a good file and malformed lines (binary noise is the weights fuzzer's): nothing crashes,
-// a refused file is named and leaves no weights, an accepted one gives an array per bone.
+// Cuts of a good file and malformed lines (binary noise and deformer numbers out of range are the
+// weights fuzzer corpus's, an enormous line the hostile-file suite's): nothing crashes, a refused
+// file is named and leaves no weights, an accepted one gives an array per bone.
 TEST_F(WeightsTest, HostileAndMissingFiles) {
   std::string errors;
   auto load = [&](const std::string& name, const std::string& bytes) {
@@ -167,10 +168,7 @@ TEST_F(WeightsTest, HostileAndMissingFiles) {
   EXPECT_TRUE(load("whole.w", good));
 
   const char* const malformed[] = {
-      "deformer 99999999999 hip\n0: 0 1\n",
-      "deformer -1 hip\n0: 0 1\n",
       "deformer 2000000 hip\n0: 2000000 1\n",
-      "deformer 2147483647 hip\ndeformer 0 hip\n0: 2147483647 1 0 1\n",
       "deformer 0 hip\n-2147483648: 0 1\n2147483648: 0 1\n",
       "deformer 0\n0: 0 1\n",
       "deformer 0 hip\n0: 0\n",
@@ -183,7 +181,6 @@ TEST_F(WeightsTest, HostileAndMissingFiles) {
   };
   int index = 0;
   for (const char* text : malformed) load("malformed_" + std::to_string(index++) + ".w", text);
-  load("long.w", "deformer 0 hip\n0:" + std::string(300000, ' ') + "0 1\n");
 
   // A name that is not *.w, and a missing file.
   EXPECT_FALSE(load("body.txt", "deformer 0 hip\n0: 0 1\n"));
