@@ -13,28 +13,13 @@
 
 #include "agent/agent.h"
 #include "agent/nodes.h"
+#include "tests/support/engine_fixtures.h"
 #include "tests/support/scratch_files.h"
 
 namespace {
 
 using scratch::stderr_of;
 using testing::HasSubstr;
-
-// An agent type with segments "hip", "spine", "head" and bones for "hip", "spine", "head" in
-// that order (deformer positions 0, 1, 2).
-Agent* make_type() {
-  Agent* type = new_agent_type("weights_test");
-  Bone** tail = &type->bones;
-  for (const char* name : {"hip", "spine", "head"}) {
-    Segment* segment = new_segment(type, name);
-    Bone* bone = static_cast<Bone*>(std::calloc(1, sizeof(Bone)));
-    bone->name = strdup(name);
-    bone->segment = segment;
-    *tail = bone;
-    tail = &bone->next;
-  }
-  return type;
-}
 
 // Expects one array per bone of the type, four vertices each, holding `expected`; frees them.
 void expect_arrays(float** arrays, int32_t count, const float (&expected)[3][4]) {
@@ -44,11 +29,21 @@ void expect_arrays(float** arrays, int32_t count, const float (&expected)[3][4])
   free_weight_arrays(arrays, count);
 }
 
+// A fixture with an agent type of segments "hip", "spine", "head" and a bone for each, in that
+// order (deformer positions 0, 1, 2).
 class WeightsTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
     scratch::FolderTest::SetUp();
-    type_ = make_type();
+    type_ = new_agent_type("weights_test");
+    Bone** tail = &type_->bones;
+    for (const char* name : {"hip", "spine", "head"}) {
+      Bone* bone = engine_test::zeroed_record<Bone>();
+      bone->name = strdup(name);
+      bone->segment = new_segment(type_, name);
+      *tail = bone;
+      tail = &bone->next;
+    }
   }
 
   Agent* type_ = nullptr;
