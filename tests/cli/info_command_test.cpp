@@ -40,7 +40,7 @@ std::string write_agent() {
   return dir + "man.cdl";
 }
 
-TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) {
+TEST(InfoCommand, SummarisesAnAgentFileAndRefusesOnesItCannotRead) {
   const CommandRun run = run_info(write_agent());
   ASSERT_EQ(0, run.status) << run.err;
   const std::string& out = run.out;
@@ -55,6 +55,18 @@ TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) 
   EXPECT_THAT(out, HasSubstr("brain nodes: 2 (input 1, output 1)"));
   // What the reader said while loading is shown to the author, not lost.
   EXPECT_THAT(out, HasSubstr("bones WARNING: Couldn't find bone called `ghost'"));
+
+  // Missing and wrongly named files are refused, named.
+  const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
+  EXPECT_NE(0, missing.status);
+  EXPECT_THAT(missing.err, HasSubstr("nowhere.cdl"));
+
+  const std::string text = testing::TempDir() + "agent.txt";
+  write_file(text, "object nope\nend object\n");
+  const CommandRun refused = run_info(text);
+  EXPECT_NE(0, refused.status);
+  EXPECT_THAT(refused.err, HasSubstr("cdl or .act"));
+  EXPECT_THAT(refused.err, HasSubstr("agent.txt"));
 }
 
 TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
@@ -97,19 +109,6 @@ TEST(InfoCommand, ListsClothAndHairPiecesAndImportedClipLengths) {
   EXPECT_THAT(out, HasSubstr("imported clips: 2\n  " + dir + "sway.bvh: action sway, 3 frames\n  " +
                              dir + "gone.amc: not imported\n    AMC file " + dir +
                              "gone.amc could not be opened\n"));
-}
-
-TEST(InfoCommand, RefusesMissingAndWronglyNamedFilesNamingThem) {
-  const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
-  EXPECT_NE(0, missing.status);
-  EXPECT_THAT(missing.err, HasSubstr("nowhere.cdl"));
-
-  const std::string text = testing::TempDir() + "agent.txt";
-  write_file(text, "object nope\nend object\n");
-  const CommandRun refused = run_info(text);
-  EXPECT_NE(0, refused.status);
-  EXPECT_THAT(refused.err, HasSubstr("cdl or .act"));
-  EXPECT_THAT(refused.err, HasSubstr("agent.txt"));
 }
 
 }  // namespace

@@ -121,9 +121,8 @@ TEST_F(SimulationTest, SpawnScalesTheSegmentMatrixAndNeedsAPrototype) {
   // A group whose type has no prototype supplies nothing: no agent, no spawning mark.
   Group* orphans = new_group("orphans", type_, nullptr, 0, 1);
   hand->spawn_group = strdup("orphans");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(spawn(hand), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: create_instance(NULL)\n");
+  EXPECT_EQ(scratch::stderr_of([&] { EXPECT_EQ(spawn(hand), 0); }),
+            "ERROR: create_instance(NULL)\n");
   EXPECT_EQ(orphans->spawns, 0);
   EXPECT_EQ(count_agents(), 1);
   // The new agent's scale multiplies the axes of the segment's world matrix, not its position.
