@@ -62,7 +62,7 @@ TEST(UserVariables, SameNameUpdatesOneRecordAndNewOnesGoAtTheTail) {
   EXPECT_EQ(new_userVar(nullptr, "x"), nullptr);
 }
 
-TEST(Segments, DefaultsAndListLinks) {
+TEST(Segments, DefaultsListLinksAndFind) {
   Agent* type = new_agent_type("segs");
   Segment* hip = new_segment(type, "hip");
   Segment* spine = new_segment(type, "spine");
@@ -88,10 +88,8 @@ TEST(Segments, DefaultsAndListLinks) {
   EXPECT_EQ(type->standins, standin);
   EXPECT_EQ(spine->next, nullptr);
   EXPECT_EQ(findSegment(type, "low"), nullptr);
-}
 
-TEST(Segments, FindIsExactCaseSensitiveAndFirstInListOrder) {
-  Agent* type = new_agent_type("find");
+  // Find is exact, case-sensitive and takes the first of a name in list order.
   Segment* first = new_segment(type, "Head");
   new_segment(type, "Head");  // a second of the name, never found
   new_segment(type, "neck");

@@ -11,8 +11,13 @@
 #include <utility>
 
 #include "base/vecmath.h"
+#include "tests/support/engine_fixtures.h"
 
 namespace {
+
+using engine_test::expect_matrix_near;
+using engine_test::expect_vector_near;
+using engine_test::translation;
 
 std::array<int, 6> entries_of(int32_t order) {
   std::array<int, 6> e{};
@@ -22,7 +27,7 @@ std::array<int, 6> entries_of(int32_t order) {
 
 using Entries = std::array<int, 6>;
 
-TEST(RotationOrder, TextCodesPackingAndNormalisation) {
+TEST(RotationOrder, TextCodesPackingNormalisationAndEulerCodes) {
   EXPECT_EQ(entries_of(154707), (Entries{4, 5, 6, 1, 2, 3}));
   EXPECT_EQ(strToOrder("rx ry rz tx ty tz"), 154707);
   EXPECT_EQ(entries_of(strToOrder("rz ry rx")), (Entries{6, 5, 4, 1, 2, 3}));
@@ -45,9 +50,8 @@ TEST(RotationOrder, TextCodesPackingAndNormalisation) {
   EXPECT_EQ(entries_of(strToOrder("tz ty tx rz ry rx tx")), (Entries{3, 2, 1, 6, 5, 4}));
   for (int32_t code : {154707, strToOrder("rz ry rx"), strToOrder("ty rz")})
     EXPECT_EQ(order_pack(entries_of(code).data()), code);
-}
 
-TEST(RotationOrder, EulerCodes) {
+  // Euler codes.
   // "ry" counts the RX and RZ appended after it.
   const std::pair<const char*, int> codes[] = {
       {"rx ry rz", 0},  {"rx rz ry", 4},  {"ry rz rx", 8},          {"ry", 12},
@@ -63,53 +67,25 @@ TEST(RotationOrder, EulerCodes) {
   EXPECT_EQ(order_euler_code(order_pack(repeated.data())), -1);
 }
 
-void expect_matrix_near(const float* a, const float* b, float tolerance) {
-  for (int i = 0; i < 16; ++i) EXPECT_NEAR(a[i], b[i], tolerance) << "element " << i;
-}
-
 const char* const kOrders[6] = {"rx ry rz", "rx rz ry", "ry rz rx",
                                 "ry rx rz", "rz rx ry", "rz ry rx"};
-
-TEST(EulerAngles, FirstEntryActsFirstAndGimbalLockStillRebuildsTheMatrix) {
-  // Order RZ RX: (1, 0, 0) turned 90 degrees about z becomes (0, 1, 0), then about x (0, 0, 1).
-  const float quarter = static_cast<float>(M_PI / 2);
-  Matrix m;
-  rotation_matrix_from_angles(quarter, 0.0f, quarter, strToOrder("rz rx"), m);
-  const Vector p{1, 0, 0};
-  const Vector q = transformPoint(&p, m);
-  EXPECT_NEAR(q.x, 0.0f, 1e-6f);
-  EXPECT_NEAR(q.y, 0.0f, 1e-6f);
-  EXPECT_NEAR(q.z, 1.0f, 1e-6f);
-  // Middle angle at 90 degrees: the angles are not unique, the rotation they give is.
-  for (const char* text : kOrders) {
-    SCOPED_TRACE(text);
-    const int32_t order = strToOrder(text);
-    const int code = order_euler_code(order);
-    float angles[3] = {0.4f, 0.4f, 0.4f};
-    // Put 90 degrees on the middle axis of this order.
-    const int middle[6] = {1, 2, 2, 0, 0, 1};
-    angles[middle[code / 4]] = quarter;
-    Matrix original, rebuilt;
-    rotation_matrix_from_angles(angles[0], angles[1], angles[2], order, original);
-    float out[3] = {0, 0, 0};
-    rotationsFromMatrix(original, &out[0], &out[1], &out[2], order);
-    rotation_matrix_from_angles(out[0], out[1], out[2], order, rebuilt);
-    expect_matrix_near(original, rebuilt, 1e-3f);
-  }
-  // No rotation entry: outputs untouched.
-  const Entries none{1, 2, 3, 0, 0, 0};
-  float x = 7, y = 8, z = 9;
-  rotationsFromMatrix(m, &x, &y, &z, order_pack(none.data()));
-  EXPECT_EQ(x, 7);
-  EXPECT_EQ(y, 8);
-  EXPECT_EQ(z, 9);
-}
 
 // The axes (0 x, 1 y, 2 z) of each order of kOrders, first entry first.
 const int kOrderAxes[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 2, 0}, {1, 0, 2}, {2, 0, 1}, {2, 1, 0}};
 
-TEST(EulerAngles, NegativeAndNearQuarterTurnAnglesInEveryOrder) {
+TEST(EulerAngles, FirstEntryActsFirstAndEveryOrderComesBack) {
+  // Order RZ RX: (1, 0, 0) turned 90 degrees about z becomes (0, 1, 0), then about x (0, 0, 1).
   const float quarter = static_cast<float>(M_PI / 2);
+  Matrix turned;
+  rotation_matrix_from_angles(quarter, 0.0f, quarter, strToOrder("rz rx"), turned);
+  const Vector p{1, 0, 0};
+  expect_vector_near(transformPoint(&p, turned), 0, 0, 1, 1e-6f);
+  // No rotation entry: outputs untouched.
+  const Entries none{1, 2, 3, 0, 0, 0};
+  Vector untouched{7, 8, 9};
+  rotationsFromMatrix(turned, &untouched.x, &untouched.y, &untouched.z, order_pack(none.data()));
+  expect_vector_near(untouched, 7, 8, 9, 0);
+
   for (int o = 0; o < 6; ++o) {
     SCOPED_TRACE(kOrders[o]);
     const int32_t order = strToOrder(kOrders[o]);
@@ -118,9 +94,7 @@ TEST(EulerAngles, NegativeAndNearQuarterTurnAnglesInEveryOrder) {
     for (int axis = 0; axis < 3; ++axis) {
       Matrix m;
       hordera::matrix_identity(m);
-      if (axis == 0) x_rotate(m, -0.4f);
-      if (axis == 1) y_rotate(m, -0.4f);
-      if (axis == 2) z_rotate(m, -0.4f);
+      (axis == 0 ? x_rotate : axis == 1 ? y_rotate : z_rotate)(m, -0.4f);
       float out[3] = {9, 9, 9};
       rotationsFromMatrix(m, &out[0], &out[1], &out[2], order);
       for (int k = 0; k < 3; ++k) EXPECT_NEAR(out[k], k == axis ? -0.4f : 0.0f, 1e-6f) << k;
@@ -137,9 +111,11 @@ TEST(EulerAngles, NegativeAndNearQuarterTurnAnglesInEveryOrder) {
       rotationsFromMatrix(m, &out[0], &out[1], &out[2], order);
       for (int k = 0; k < 3; ++k) EXPECT_NEAR(out[k], in[k], 2e-5f) << middle_angle << " " << k;
     }
-    // Within 16 float epsilons of the lock (cosine about 1e-6) the third angle is 0 and the
-    // first takes the whole turn; past a quarter turn the middle angle folds back.
-    for (float middle_angle : {quarter - 1e-6f, -(quarter - 1e-6f), quarter + 0.3f, -2.0f}) {
+    // At or within 16 float epsilons of the lock (cosine about 1e-6) the third angle is 0 and
+    // the first takes the whole turn; past a quarter turn the middle angle folds back. The angles
+    // differ from those given, the rotation they make does not.
+    for (float middle_angle :
+         {quarter, quarter - 1e-6f, -(quarter - 1e-6f), quarter + 0.3f, -2.0f}) {
       float in[3];
       in[first] = 0.5f;
       in[middle] = middle_angle;
@@ -176,36 +152,23 @@ TEST(Quaternions, RoundTripAndAgreementWithTheMatrix) {
     float q[4];
     angles_to_quaternion(rx, ry, rz, order, q);
     EXPECT_NEAR(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3], 1.0f, 1e-5f);
-    float ox = 0, oy = 0, oz = 0;
-    quaternion_to_angles(q, &ox, &oy, &oz, order);
-    EXPECT_NEAR(ox, rx, 1e-5f);
-    EXPECT_NEAR(oy, ry, 1e-5f);
-    EXPECT_NEAR(oz, rz, 1e-5f);
+    Vector angles;
+    quaternion_to_angles(q, &angles.x, &angles.y, &angles.z, order);
+    expect_vector_near(angles, rx, ry, rz);
     // The quaternion turns a point as the matrix of the same angles does.
     Matrix m;
     rotation_matrix_from_angles(rx, ry, rz, order, m);
     const Vector p{0.3f, -1.2f, 2.0f};
-    const Vector by_matrix = transformPoint(&p, m);
     const Vector by_quaternion = rotate_by(q, p);
-    EXPECT_NEAR(by_matrix.x, by_quaternion.x, 1e-5f);
-    EXPECT_NEAR(by_matrix.y, by_quaternion.y, 1e-5f);
-    EXPECT_NEAR(by_matrix.z, by_quaternion.z, 1e-5f);
+    expect_vector_near(transformPoint(&p, m), by_quaternion.x, by_quaternion.y, by_quaternion.z);
   }
   // A scaled quaternion gives the same angles.
   float q[4];
   angles_to_quaternion(rx, ry, rz, 154707, q);
   for (float& c : q) c *= 3.0f;
-  float ox = 0, oy = 0, oz = 0;
-  quaternion_to_angles(q, &ox, &oy, &oz, 154707);
-  EXPECT_NEAR(ox, rx, 1e-5f);
-}
-
-// Fills m with a translation.
-void translation(float* m, float x, float y, float z) {
-  hordera::matrix_identity(m);
-  m[12] = x;
-  m[13] = y;
-  m[14] = z;
+  Vector angles;
+  quaternion_to_angles(q, &angles.x, &angles.y, &angles.z, 154707);
+  expect_vector_near(angles, rx, ry, rz);
 }
 
 // Where a position walk puts `segment`, compared with (x, y, z).
@@ -213,9 +176,7 @@ void expect_place(void (*walk)(Segment*, float*, float*, float*), Segment* segme
                   float y, float z) {
   Vector v;
   walk(segment, &v.x, &v.y, &v.z);
-  EXPECT_NEAR(v.x, x, 1e-6f);
-  EXPECT_NEAR(v.y, y, 1e-6f);
-  EXPECT_NEAR(v.z, z, 1e-6f);
+  expect_vector_near(v, x, y, z, 1e-6f);
 }
 
 TEST(Walks, WorldAndAgentSpaceWithParentsAndAttachment) {
@@ -301,10 +262,7 @@ TEST(Walks, LocalMatrixFromChannelsRotatesThenTranslates) {
   leg->last_channels[2] = -4.0f;
   agent_pose_from_channels(type);
   const Vector p{1, 0, 0};
-  const Vector q = transformPoint(&p, arm->matrix);
-  EXPECT_NEAR(q.x, 1.0f, 1e-5f);
-  EXPECT_NEAR(q.y, 1.0f, 1e-5f);
-  EXPECT_NEAR(q.z, 0.0f, 1e-5f);
+  expect_vector_near(transformPoint(&p, arm->matrix), 1, 1, 0);
   EXPECT_EQ(arm->matrix[15], 1.0f);
   EXPECT_EQ(leg->matrix[13], 2.0f);
   EXPECT_EQ(leg->last_matrix[14], 0.0f);

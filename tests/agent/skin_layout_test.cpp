@@ -1,6 +1,6 @@
 // The regrouped skin against the per-influence sum, on both the accelerated and the plain path:
 // points moved by one to seven bones, influences of one point scattered through the list, out of
-// range entries, unmoved points, and meshes without normals.
+// range entries, unmoved points, meshes without normals, and an output of the wrong size.
 #include "agent/skin_layout.h"
 
 #include <gtest/gtest.h>
@@ -122,6 +122,13 @@ TEST(SkinLayoutTest, MatchesThePerInfluenceSumOnBothPaths) {
     EXPECT_EQ(out->normals[0].x, want_normals[0]);  // point 0 is unmoved: its normal stays 0
   }
   hordera::set_skin_acceleration(previous);
+  // An output mesh of another point count is refused.
+  Mesh* small = mesh_new();
+  ASSERT_TRUE(mesh_allocate(small, kPoints - 1, 0, 0, MESH_HAS_NORMALS));
+  EXPECT_EQ(skin_mesh(rest, nullptr, int32_t(in.vertices.size()), in.vertices.data(),
+                      in.bones.data(), in.weights.data(), matrices.data(), kBones, small),
+            0);
+  mesh_free(small);
   mesh_free(rest);
   mesh_free(out);
 }

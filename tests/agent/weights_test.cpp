@@ -13,6 +13,7 @@
 
 #include "agent/agent.h"
 #include "agent/nodes.h"
+#include "tests/support/engine_fixtures.h"
 #include "tests/support/scratch_files.h"
 
 namespace {
@@ -20,45 +21,43 @@ namespace {
 using scratch::stderr_of;
 using testing::HasSubstr;
 
-// An agent type with segments "hip", "spine", "head" and bones for "hip", "spine", "head" in
-// that order (deformer positions 0, 1, 2).
-Agent* make_type() {
-  Agent* type = new_agent_type("weights_test");
-  Bone** tail = &type->bones;
-  for (const char* name : {"hip", "spine", "head"}) {
-    Segment* segment = new_segment(type, name);
-    Bone* bone = static_cast<Bone*>(std::calloc(1, sizeof(Bone)));
-    bone->name = strdup(name);
-    bone->segment = segment;
-    *tail = bone;
-    tail = &bone->next;
-  }
-  return type;
+// Expects one array per bone of the type, four vertices each, holding `expected`; frees them.
+void expect_arrays(float** arrays, int32_t count, const float (&expected)[3][4]) {
+  ASSERT_EQ(count, 3);
+  for (int b = 0; b < 3; ++b)
+    for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
+  free_weight_arrays(arrays, count);
 }
 
+// A fixture with an agent type of segments "hip", "spine", "head" and a bone for each, in that
+// order (deformer positions 0, 1, 2).
 class WeightsTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
     scratch::FolderTest::SetUp();
-    type_ = make_type();
+    type_ = new_agent_type("weights_test");
+    Bone** tail = &type_->bones;
+    for (const char* name : {"hip", "spine", "head"}) {
+      Bone* bone = engine_test::zeroed_record<Bone>();
+      bone->name = strdup(name);
+      bone->segment = new_segment(type_, name);
+      *tail = bone;
+      tail = &bone->next;
+    }
   }
 
   Agent* type_ = nullptr;
 };
 
-TEST_F(WeightsTest, DeformerTableIsSizedByLargestNumberAndMappedByName) {
-  const std::string path = write("sparse.w",
-                                 "# comment\n\n"
-                                 "deformer 0 head\n"
-                                 "deformer 2 hip\n"
-                                 "deformer 5 tail\n"  // no segment of that name
-                                 "\n0:  0 1\n");
+TEST_F(WeightsTest, DeformerTableAndVertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
+  // The deformer table is sized by the largest number and mapped to bones by segment name.
+  // No segment is named "tail".
+  const std::string sparse = write(
+      "sparse.w", "# comment\n\ndeformer 0 head\ndeformer 2 hip\ndeformer 5 tail\n\n0:  0 1\n");
   std::vector<int> table;
-  ASSERT_TRUE(hordera::read_weights_deformer_table(path.c_str(), type_, table));
+  ASSERT_TRUE(hordera::read_weights_deformer_table(sparse.c_str(), type_, table));
   EXPECT_EQ(table, (std::vector<int>{2, -1, 0, -1, -1, -1}));
-}
 
-TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
   const std::string path = write("body.w",
                                  "# Hordera vertex weights file\n\n"
                                  "deformer 0 hip\n"
@@ -77,11 +76,7 @@ TEST_F(WeightsTest, VertexLinesFillBoneArraysSkippingWhatDoesNotFit) {
               EXPECT_EQ(read_weights_file(path.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
             }),
             path + ":13: cannot read 'oops' as a weight; rest of line skipped\n");
-  ASSERT_EQ(count, 3);
-  const float expected[3][4] = {{0.25f, 0, 0, 0}, {0.75f, 0, 0.5f, 0}, {0, 0.9f, 0, 0}};
-  for (int b = 0; b < 3; ++b)
-    for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
-  free_weight_arrays(arrays, count);
+  expect_arrays(arrays, count, {{0.25f, 0, 0, 0}, {0.75f, 0, 0.5f, 0}, {0, 0.9f, 0, 0}});
 
   // Re-ordered to an attach list: head, then a segment without a bone, then hip, then head again
   // (the same weights a second time, in an array of its own).
@@ -120,11 +115,7 @@ TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
   float** arrays = nullptr;
   int32_t count = 0;
   ASSERT_EQ(read_weights_file(file.c_str(), type_, 4, nullptr, 0, &arrays, &count), 1);
-  ASSERT_EQ(count, 3);
-  const float expected[3][4] = {{0.25f, 0, 0, 0}, {0.75f, 0, 0, 0.5f}, {0, 1, 0, 0}};
-  for (int b = 0; b < 3; ++b)
-    for (int v = 0; v < 4; ++v) EXPECT_FLOAT_EQ(arrays[b][v], expected[b][v]) << b << "," << v;
-  free_weight_arrays(arrays, count);
+  expect_arrays(arrays, count, {{0.25f, 0, 0, 0}, {0.75f, 0, 0, 0.5f}, {0, 1, 0, 0}});
 
   // An influence out of range writes nothing.
   const std::string refused = path("refused.w");
@@ -138,8 +129,9 @@ TEST_F(WeightsTest, WriterTextSkipsZeroWeightsAndReadsBack) {
   EXPECT_FALSE(std::filesystem::exists(refused));
 }
 
-// Cuts of a good file and malformed lines (binary noise is the weights fuzzer's): nothing crashes,
-// a refused file is named and leaves no weights, an accepted one gives an array per bone.
+// Cuts of a good file and malformed lines (binary noise and deformer numbers out of range are the
+// weights fuzzer corpus's, an enormous line the hostile-file suite's): nothing crashes, a refused
+// file is named and leaves no weights, an accepted one gives an array per bone.
 TEST_F(WeightsTest, HostileAndMissingFiles) {
   std::string errors;
   auto load = [&](const std::string& name, const std::string& bytes) {
@@ -171,10 +163,7 @@ TEST_F(WeightsTest, HostileAndMissingFiles) {
   EXPECT_TRUE(load("whole.w", good));
 
   const char* const malformed[] = {
-      "deformer 99999999999 hip\n0: 0 1\n",
-      "deformer -1 hip\n0: 0 1\n",
       "deformer 2000000 hip\n0: 2000000 1\n",
-      "deformer 2147483647 hip\ndeformer 0 hip\n0: 2147483647 1 0 1\n",
       "deformer 0 hip\n-2147483648: 0 1\n2147483648: 0 1\n",
       "deformer 0\n0: 0 1\n",
       "deformer 0 hip\n0: 0\n",
@@ -187,7 +176,6 @@ TEST_F(WeightsTest, HostileAndMissingFiles) {
   };
   int index = 0;
   for (const char* text : malformed) load("malformed_" + std::to_string(index++) + ".w", text);
-  load("long.w", "deformer 0 hip\n0:" + std::string(300000, ' ') + "0 1\n");
 
   // A name that is not *.w, and a missing file.
   EXPECT_FALSE(load("body.txt", "deformer 0 hip\n0: 0 1\n"));

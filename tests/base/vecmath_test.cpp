@@ -10,27 +10,27 @@
 #include <numbers>
 #include <string>
 
+#include "tests/support/engine_fixtures.h"
+
 namespace {
 
+using engine_test::expect_matrix_near;
+using engine_test::expect_vector_near;
+
 constexpr float kQuarterTurn = std::numbers::pi_v<float> / 2;
-
-void expect_vector_near(const Vector& actual, float x, float y, float z, float tolerance = 1e-5f) {
-  EXPECT_NEAR(actual.x, x, tolerance);
-  EXPECT_NEAR(actual.y, y, tolerance);
-  EXPECT_NEAR(actual.z, z, tolerance);
-}
-
-void expect_matrix_near(const float* actual, const float* expected, float tolerance = 1e-5f) {
-  for (int i = 0; i < 16; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << "element " << i;
-}
-
-void identity(float* m) {
-  hordera::matrix_identity(m);
-}
 
 // A matrix whose sixteen elements all differ, so that any transposition or swapped index shows.
 void distinct(float* m) {
   for (int i = 0; i < 16; ++i) m[i] = 0.5f + static_cast<float>(i) * (i % 2 ? 1.25f : -0.75f);
+}
+
+// Expects a * b to be the identity, multiplied out by the full product.
+void expect_inverse_pair(const float* a, const float* b) {
+  float product[16], identity[16];
+  matrix_copy(a, product);
+  matrix_mul_full(product, b);
+  hordera::matrix_identity(identity);
+  expect_matrix_near(product, identity);
 }
 
 TEST(Vectors, ArithmeticKeepsOperandOrderAndSigns) {
@@ -51,7 +51,7 @@ TEST(Vectors, ArithmeticKeepsOperandOrderAndSigns) {
   expect_vector_near(b, 4.0f, -5.0f, 6.5f);
 }
 
-TEST(Vectors, LengthsDistancesAndAngles) {
+TEST(Vectors, LengthsDistancesAnglesAndNormalisations) {
   const Vector v = {3.0f, 0.0f, -4.0f};
   const Vector zero = {0.0f, 0.0f, 0.0f};
   EXPECT_FLOAT_EQ(vec_length(&v), 5.0f);
@@ -82,13 +82,11 @@ TEST(Vectors, LengthsDistancesAndAngles) {
     const Vector c = vec_scalar(&a, -scale);
     EXPECT_NEAR(vec_angle(&a, &c), std::numbers::pi_v<float>, 1e-3f) << scale;
   }
-}
 
-TEST(Vectors, TheTwoNormalisationsDifferOnlyAtZero) {
-  const Vector v = {0.0f, 3.0f, -4.0f};
-  expect_vector_near(Normalize(&v), 0.0f, 0.6f, -0.8f);
-  expect_vector_near(normalize(&v), 0.0f, 0.6f, -0.8f);
-  const Vector zero = {0.0f, 0.0f, 0.0f};
+  // The two normalisations differ only at zero.
+  const Vector w = {0.0f, 3.0f, -4.0f};
+  expect_vector_near(Normalize(&w), 0.0f, 0.6f, -0.8f);
+  expect_vector_near(normalize(&w), 0.0f, 0.6f, -0.8f);
   expect_vector_near(Normalize(&zero), 0.0f, 0.0f, 0.0f, 0.0f);
   const Vector broken = normalize(&zero);
   for (float c : {broken.x, broken.y, broken.z}) EXPECT_FALSE(std::isfinite(c));
@@ -110,7 +108,7 @@ TEST(Matrices, TransformsUseRowVectorsAndTheTranslationRow) {
 
   // A zero weight is not guarded.
   float flat[16];
-  identity(flat);
+  hordera::matrix_identity(flat);
   flat[15] = 0.0f;
   EXPECT_FALSE(std::isfinite(transform_full(&p, flat).x));
 }
@@ -158,7 +156,7 @@ TEST(Matrices, AffineProductLeavesColumnThreeAndFullProductDoesNot) {
   expect_matrix_near(square, reference, 0.0f);
 }
 
-TEST(Matrices, TranslateAndCopyArgumentOrder) {
+TEST(Matrices, TranslateScaleAndCopyArgumentOrder) {
   float m[16];
   distinct(m);
   float before[16];
@@ -176,16 +174,13 @@ TEST(Matrices, TranslateAndCopyArgumentOrder) {
   matrix_copy(m, destination);
   EXPECT_EQ(std::memcmp(destination, m, sizeof m), 0);
   float source[16];
-  identity(source);
+  hordera::matrix_identity(source);
   matrix_copy(source, m);
   EXPECT_EQ(std::memcmp(source, m, sizeof m), 0);
-}
 
-TEST(Matrices, ScaleRewritesZeroComponentsAndSkipsUnitScale) {
-  float m[16], before[16];
+  // Scale: a unit scale multiplies nothing; a zero component means "unscaled".
   distinct(m);
   std::memcpy(before, m, sizeof m);
-
   Vector unit = {1.0f, 1.0f, 1.0f};
   m[5] = NAN;  // would stay NaN either way; shows that nothing is multiplied
   before[5] = NAN;
@@ -194,7 +189,7 @@ TEST(Matrices, ScaleRewritesZeroComponentsAndSkipsUnitScale) {
   distinct(m);
   std::memcpy(before, m, sizeof m);
 
-  // Zero means "unscaled", and the caller's vector is changed to say so.
+  // The caller's vector is changed to say the zero component is unscaled.
   Vector s = {2.0f, 0.0f, 1.0f};
   matrix_scale(m, &s);
   expect_vector_near(s, 2.0f, 1.0f, 1.0f, 0.0f);
@@ -204,9 +199,9 @@ TEST(Matrices, ScaleRewritesZeroComponentsAndSkipsUnitScale) {
 
   // Scale acts in the object's own frame: a scaled, translated point keeps the translation.
   float placed[16];
-  identity(placed);
-  const Vector t = {10.0f, 0.0f, 0.0f};
-  matrix_translate(placed, &t);
+  hordera::matrix_identity(placed);
+  const Vector along_x = {10.0f, 0.0f, 0.0f};
+  matrix_translate(placed, &along_x);
   Vector triple = {3.0f, 3.0f, 3.0f};
   matrix_scale(placed, &triple);
   const Vector p = {1.0f, 1.0f, 1.0f};
@@ -221,7 +216,7 @@ TEST(Matrices, RotationsPostMultiplyWithTheirSigns) {
   void (*const turns[3])(float*, float) = {x_rotate, y_rotate, z_rotate};
   float m[16];
   for (int axis = 0; axis < 3; ++axis) {
-    identity(m);
+    hordera::matrix_identity(m);
     turns[axis](m, 0.3f);
     expect_matrix_near(m, expected[axis]);
   }
@@ -255,7 +250,7 @@ TEST(Matrices, DisplayPrintsFourTabbedRowsAndABlankLine) {
 
 TEST(Inverses, AnglePreservingInverseUndoesRotationScaleAndTranslation) {
   float m[16];
-  identity(m);
+  hordera::matrix_identity(m);
   Vector scale = {2.0f, 2.0f, 2.0f};
   matrix_scale(m, &scale);
   x_rotate(m, 0.4f);
@@ -267,12 +262,7 @@ TEST(Inverses, AnglePreservingInverseUndoesRotationScaleAndTranslation) {
   float inverse[16];
   ASSERT_EQ(angle_preserving_matrix4_inverse(m, inverse), 1);
   for (int i : {3, 7, 11, 15}) EXPECT_EQ(inverse[i], i == 15 ? 1.0f : 0.0f) << i;
-  float product[16];
-  matrix_copy(m, product);
-  matrix_mul_full(product, inverse);
-  float expected[16];
-  identity(expected);
-  expect_matrix_near(product, expected);
+  expect_inverse_pair(m, inverse);
   const Vector p = {1.0f, 2.0f, 3.0f};
   const Vector there = transformPoint(&p, m);
   expect_vector_near(transformPoint(&there, inverse), 1.0f, 2.0f, 3.0f);
@@ -296,12 +286,7 @@ TEST(Inverses, GeneralInverseHandlesProjectiveMatricesAndReportsZeroRows) {
   float original[16];
   matrix_copy(m, original);
   ASSERT_EQ(hordera::matrix_invert(m), 1);
-  float product[16];
-  matrix_copy(original, product);
-  matrix_mul_full(product, m);
-  float expected[16];
-  identity(expected);
-  expect_matrix_near(product, expected, 1e-5f);
+  expect_inverse_pair(original, m);
 
   // Inverting twice gives the matrix back.
   ASSERT_EQ(hordera::matrix_invert(m), 1);
@@ -374,11 +359,8 @@ TEST(Planes, NewellPlaneAreaAndProjection) {
 }
 
 TEST(Ease, CosineTableWithoutInterpolation) {
-  EXPECT_EQ(hordera::cosine_ease(0.0f), 0.0f);
-  EXPECT_EQ(hordera::cosine_ease(-3.0f), 0.0f);
-  EXPECT_EQ(hordera::cosine_ease(1.0f), 1.0f);
-  EXPECT_EQ(hordera::cosine_ease(7.5f), 1.0f);
-  EXPECT_EQ(hordera::cosine_ease(NAN), 0.0f);
+  for (float t : {0.0f, -3.0f, NAN}) EXPECT_EQ(hordera::cosine_ease(t), 0.0f) << t;
+  for (float t : {1.0f, 7.5f}) EXPECT_EQ(hordera::cosine_ease(t), 1.0f) << t;
   EXPECT_FLOAT_EQ(hordera::cosine_ease(0.5f), 0.5f);
   // Entry trunc(t * 4096): values inside one step are equal, the next step is larger.
   const float step = 1.0f / 4096.0f;

@@ -31,21 +31,16 @@ std::string write_agent() {
              "deformer 0 root\ndeformer 1 spine\n\n"
              "0:  0 1\n1:  0 1\n2:  0 0.5 1 0.5\n3:  0 0.5 1 0.5\n4:  1 1\n5:  1 1\n");
   write_file(dir + "man.cdl",
-             "# CDL created with hordera v4.1.18\n"
-             "object man\n"
-             "variables\nspeed 1.5\nend variables\n"
-             "segment root\norder rz ry rx\n"
-             "segment spine\nparent root\ndof rx\n"
+             "# CDL created with hordera v4.1.18\nobject man\nvariables\nspeed 1.5\nend variables\n"
+             "segment root\norder rz ry rx\nsegment spine\nparent root\ndof rx\n"
              "bone root\nbone spine\n"
-             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 1\n"
-             "bone ghost\n"
+             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 1\nbone ghost\n"
              "material skin\nid 1\ndiffuse 0.8 0.5 0.4\n"
-             "fuzzy input\nchannel tx\nfuzzy output\nchannel spine:rx\n"
-             "end object\n");
+             "fuzzy input\nchannel tx\nfuzzy output\nchannel spine:rx\nend object\n");
   return dir + "man.cdl";
 }
 
-TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) {
+TEST(InfoCommand, SummarisesAnAgentFileAndRefusesOnesItCannotRead) {
   const CommandRun run = run_info(write_agent());
   ASSERT_EQ(0, run.status) << run.err;
   const std::string& out = run.out;
@@ -60,6 +55,18 @@ TEST(InfoCommand, SummarisesSkeletonGeometryMaterialsVariablesBrainAndWarnings) 
   EXPECT_THAT(out, HasSubstr("brain nodes: 2 (input 1, output 1)"));
   // What the reader said while loading is shown to the author, not lost.
   EXPECT_THAT(out, HasSubstr("bones WARNING: Couldn't find bone called `ghost'"));
+
+  // Missing and wrongly named files are refused, named.
+  const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
+  EXPECT_NE(0, missing.status);
+  EXPECT_THAT(missing.err, HasSubstr("nowhere.cdl"));
+
+  const std::string text = testing::TempDir() + "agent.txt";
+  write_file(text, "object nope\nend object\n");
+  const CommandRun refused = run_info(text);
+  EXPECT_NE(0, refused.status);
+  EXPECT_THAT(refused.err, HasSubstr("cdl or .act"));
+  EXPECT_THAT(refused.err, HasSubstr("agent.txt"));
 }
 
 TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
@@ -83,9 +90,7 @@ TEST(InfoCommand, DeepSkeletonIsListedInBoundedSpace) {
 TEST(InfoCommand, ListsClothAndHairPiecesAndImportedClipLengths) {
   const std::string dir = testing::TempDir();
   write_file(dir + "dressed.cdl",
-             "object dressed\n"
-             "segment hips\n"
-             "cloth cape\ngrid 3 2 1 0.5\nmaterial 1\n"
+             "object dressed\nsegment hips\ncloth cape\ngrid 3 2 1 0.5\nmaterial 1\n"
              "cloth\ngeo skirt.obj\n"
              "hair mane\nroot_radius 0.1\ntip_radius 0.01\ndensity 4\nvertices_number 5\n"
              "end object\n");
@@ -104,19 +109,6 @@ TEST(InfoCommand, ListsClothAndHairPiecesAndImportedClipLengths) {
   EXPECT_THAT(out, HasSubstr("imported clips: 2\n  " + dir + "sway.bvh: action sway, 3 frames\n  " +
                              dir + "gone.amc: not imported\n    AMC file " + dir +
                              "gone.amc could not be opened\n"));
-}
-
-TEST(InfoCommand, RefusesMissingAndWronglyNamedFilesNamingThem) {
-  const CommandRun missing = run_info(testing::TempDir() + "nowhere.cdl");
-  EXPECT_NE(0, missing.status);
-  EXPECT_THAT(missing.err, HasSubstr("nowhere.cdl"));
-
-  const std::string text = testing::TempDir() + "agent.txt";
-  write_file(text, "object nope\nend object\n");
-  const CommandRun refused = run_info(text);
-  EXPECT_NE(0, refused.status);
-  EXPECT_THAT(refused.err, HasSubstr("cdl or .act"));
-  EXPECT_THAT(refused.err, HasSubstr("agent.txt"));
 }
 
 }  // namespace

@@ -33,8 +33,11 @@ class BrainEvaluateTest : public testing::Test {
     simTime = 0;
   }
 
-  BrainNode* add(int kind, const char* name, std::vector<BrainNode*> inputs = {}) {
+  // A node of `kind` named `name`, reading `inputs`, with the keyword `flags` set.
+  BrainNode* add(int kind, const char* name, std::vector<BrainNode*> inputs = {},
+                 uint32_t flags = 0) {
     BrainNode* node = brain_new_node(type_, kind);
+    node->keyword_flags |= flags;
     std::free(node->name);
     node->name = strdup(name);
     brain_resize_inputs(node, static_cast<int>(inputs.size()));
@@ -50,9 +53,17 @@ class BrainEvaluateTest : public testing::Test {
     return node;
   }
   BrainNode* constant(const char* name, float value) {
-    BrainNode* node = add(BRAIN_INPUT, name);
-    node->keyword_flags |= BRAIN_KEYWORD_MANUAL;
+    BrainNode* node = add(BRAIN_INPUT, name, {}, BRAIN_KEYWORD_MANUAL);
     node->value = value;
+    return node;
+  }
+  // A fuzz node passing its input's normalised value straight through (an S from 0 to 1).
+  BrainNode* ramp(const char* name, std::vector<BrainNode*> inputs = {}, uint32_t flags = 0) {
+    BrainNode* node = add(BRAIN_FUZZ, name, std::move(inputs), flags);
+    brain_set_inference(node, INFERENCE_S);
+    node->points[0] = 0;
+    node->points[1] = 1;
+    node->interpolation = 1;
     return node;
   }
   BrainNode* output(std::vector<BrainNode*> inputs, float lo = 0, float hi = 1,
@@ -143,31 +154,23 @@ TEST_F(BrainEvaluateTest, RulesAndDefuzzMethods) {
   BrainNode* a = constant("a", 0.3f);
   BrainNode* b = constant("b", 0.8f);
   BrainNode* both = add(BRAIN_AND, "both", {a, b});
-  BrainNode* product = add(BRAIN_AND, "product", {a, b});
-  product->keyword_flags |= BRAIN_KEYWORD_PRODUCT;
+  BrainNode* product = add(BRAIN_AND, "product", {a, b}, BRAIN_KEYWORD_PRODUCT);
   BrainNode* either = add(BRAIN_OR, "either", {a, b});
-  BrainNode* sum = add(BRAIN_OR, "sum", {a, b});
-  sum->keyword_flags |= BRAIN_KEYWORD_PRODUCT;
+  BrainNode* sum = add(BRAIN_OR, "sum", {a, b}, BRAIN_KEYWORD_PRODUCT);
   BrainNode* half = add(BRAIN_AND, "half", {a});
   half->weight = 0.5f;
-  BrainNode* negated = add(BRAIN_AND, "negated", {a});
-  negated->keyword_flags |= BRAIN_KEYWORD_FALSE;
-  BrainNode* otherwise = add(BRAIN_AND, "otherwise");
-  otherwise->keyword_flags |= BRAIN_KEYWORD_ELSE;
+  BrainNode* negated = add(BRAIN_AND, "negated", {a}, BRAIN_KEYWORD_FALSE);
+  BrainNode* otherwise = add(BRAIN_AND, "otherwise", {}, BRAIN_KEYWORD_ELSE);
   BrainNode* average = add(BRAIN_DEFUZZ, "average", {a, b});
-  BrainNode* largest = add(BRAIN_DEFUZZ, "largest", {a, b});
-  largest->keyword_flags |= BRAIN_KEYWORD_OR;
-  BrainNode* multiplied = add(BRAIN_DEFUZZ, "multiplied", {a, b});
-  multiplied->keyword_flags |= BRAIN_KEYWORD_PRODUCT;
+  BrainNode* largest = add(BRAIN_DEFUZZ, "largest", {a, b}, BRAIN_KEYWORD_OR);
+  BrainNode* multiplied = add(BRAIN_DEFUZZ, "multiplied", {a, b}, BRAIN_KEYWORD_PRODUCT);
   // "otherwise" is read beside "both" and "either": it is true as far as the larger (0.8) is not.
   BrainNode* collect = add(BRAIN_DEFUZZ, "collect", {both, either, otherwise});
 
   // Two defuzz nodes standing for 0 and 1 with activations 0.3 and 0.4.
-  BrainNode* left = add(BRAIN_DEFUZZ, "left", {constant("l", 0.3f)});
-  left->keyword_flags |= BRAIN_KEYWORD_MANUAL;
+  BrainNode* left = add(BRAIN_DEFUZZ, "left", {constant("l", 0.3f)}, BRAIN_KEYWORD_MANUAL);
   left->value = 0;
-  BrainNode* right = add(BRAIN_DEFUZZ, "right", {constant("r", 0.4f)});
-  right->keyword_flags |= BRAIN_KEYWORD_MANUAL;
+  BrainNode* right = add(BRAIN_DEFUZZ, "right", {constant("r", 0.4f)}, BRAIN_KEYWORD_MANUAL);
   right->value = 1;
   BrainNode* blended = output({left, right}, -10, 10, "in");
   BrainNode* centroid = output({left, right}, 0, 1, "in2");
@@ -222,12 +225,7 @@ TEST_F(BrainEvaluateTest, OutputsOverSeveralFrames) {
   std::vector<BrainNode*> outputs;
   for (const Case& c : cases) {
     new_userVar(type_, c.name);
-    BrainNode* fuzz = add(BRAIN_FUZZ, "ramp", {in});
-    brain_set_inference(fuzz, INFERENCE_S);
-    fuzz->points[0] = 0;
-    fuzz->points[1] = 1;
-    fuzz->interpolation = 1;
-    outputs.push_back(output({fuzz}, 0, 10, c.name));
+    outputs.push_back(output({ramp("ramp", {in})}, 0, 10, c.name));
   }
   outputs[0]->rate = 24;
   outputs[1]->keyword_flags |= BRAIN_KEYWORD_FILTER;
@@ -312,15 +310,9 @@ TEST_F(BrainEvaluateTest, OrderFollowsTheGraphAndMacrosGiveTheirPorts) {
   rule->inputs[0] = in;
   // A macro: its "io" member reads the macro's input, its "output" member is the macro's value.
   BrainNode* macro = add(BRAIN_MACRO, "macro", {in});
-  BrainNode* port_in = add(BRAIN_FUZZ, "port_in");
-  brain_set_inference(port_in, INFERENCE_S);
-  port_in->points[0] = 0;
-  port_in->points[1] = 1;
-  port_in->interpolation = 1;
-  port_in->keyword_flags |= BRAIN_KEYWORD_IO;
-  BrainNode* port_out = add(BRAIN_AND, "port_out", {port_in});
+  BrainNode* port_in = ramp("port_in", {}, BRAIN_KEYWORD_IO);
+  BrainNode* port_out = add(BRAIN_AND, "port_out", {port_in}, BRAIN_KEYWORD_OUTPUT);
   port_out->weight = 0.5f;
-  port_out->keyword_flags |= BRAIN_KEYWORD_OUTPUT;
   port_in->owner_macro = port_out->owner_macro = macro;
   brain_rebuild_macros(type_);
   new_userVar(type_, "from_macro");

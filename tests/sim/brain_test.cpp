@@ -42,7 +42,6 @@ TEST(BrainTest, NodesAppendInOrderWithKindDefaults) {
   EXPECT_EQ(input->options[0], 1);
   EXPECT_EQ(input->options[1], 1);
   EXPECT_FLOAT_EQ(input->range[1], 1.0f);
-  EXPECT_EQ(input->position[0], 0);
   EXPECT_EQ(input->inputs, input->inline_inputs);
   EXPECT_STREQ(timer->name, "timer");
   EXPECT_FLOAT_EQ(timer->values[0], 1.0f);
@@ -56,7 +55,6 @@ TEST(BrainTest, NodesAppendInOrderWithKindDefaults) {
   EXPECT_EQ(either->options[1], 1);
   EXPECT_STREQ(output->name, "output");
   EXPECT_EQ(output->channel, nullptr);
-  EXPECT_EQ(output->target, nullptr);
   EXPECT_EQ(output->options[0], 1);
 
   // Reset re-applies the new kind's defaults and name; the node keeps its id and place.
@@ -107,10 +105,8 @@ TEST(BrainTest, FuzzNodesComeBackToTheirDefaultCurve) {
   const float xs[3] = {0.0f, 0.5f, 1.0f};
   const float ys[3] = {0.0f, 1.0f, 0.0f};
   for (int round = 0; round < 2; ++round) {
-    EXPECT_FLOAT_EQ(fuzz->points[0], 0.25f);
-    EXPECT_FLOAT_EQ(fuzz->points[1], 0.5f);
-    EXPECT_FLOAT_EQ(fuzz->points[2], 0.75f);
-    EXPECT_FLOAT_EQ(fuzz->points[3], 0.8f);
+    const float points[4] = {0.25f, 0.5f, 0.75f, 0.8f};
+    for (int i = 0; i < 4; ++i) EXPECT_FLOAT_EQ(fuzz->points[i], points[i]) << i;
     EXPECT_FLOAT_EQ(fuzz->fuzz_extra[0], 0.0f);
     EXPECT_FLOAT_EQ(fuzz->fuzz_extra[1], 1.0f);
     EXPECT_EQ(fuzz->inference, INFERENCE_LAMBDA);
@@ -171,13 +167,8 @@ TEST(BrainTest, MacroMembershipFollowsListOrder) {
   b->owner_macro = a;
   c->owner_macro = b;
   brain_rebuild_macros(type);
-  EXPECT_EQ(foreign->first_member, nullptr);
-  EXPECT_EQ(a->first_member, nullptr);
-  EXPECT_EQ(b->first_member, nullptr);
-  EXPECT_EQ(macro->first_member, nullptr);
-  EXPECT_EQ(other->first_member, nullptr);
-  EXPECT_EQ(a->next_in_macro, nullptr);
-  EXPECT_EQ(b->next_in_macro, nullptr);
+  for (BrainNode* node : {foreign, a, b, macro, other}) EXPECT_EQ(node->first_member, nullptr);
+  for (BrainNode* node : {a, b}) EXPECT_EQ(node->next_in_macro, nullptr);
 }
 
 TEST(BrainTest, IdsBecomeUniqueAndFindable) {

@@ -46,7 +46,8 @@ class ChannelsTest : public ::testing::Test {
   Agent* second_ = nullptr;
 };
 
-TEST_F(ChannelsTest, WindWrittenByOneAgentIsSeenByAll) {
+TEST_F(ChannelsTest, WindIsSharedWhileAgentAndSegmentChannelsAreSeparate) {
+  // Wind written by one agent is seen by all.
   set_sim_value("wind.x", 3.5f);
   set_sim_value("wind.f", 0.25f);
   currentAgent = second_;
@@ -59,9 +60,8 @@ TEST_F(ChannelsTest, WindWrittenByOneAgentIsSeenByAll) {
   EXPECT_EQ(bind_output("wind.x", first_, &resolved), bind_output("wind.x", second_, &resolved));
   EXPECT_STREQ(resolved, "wind.x");
   std::free(resolved);
-}
 
-TEST_F(ChannelsTest, AgentAndSegmentChannelsAreSeparateStorage) {
+  currentAgent = first_;
   Segment* hip = findSegment(first_, "hip");
   ASSERT_NE(hip, nullptr);
   set_sim_value("tx", 1.0f);
@@ -75,7 +75,6 @@ TEST_F(ChannelsTest, AgentAndSegmentChannelsAreSeparateStorage) {
   EXPECT_FLOAT_EQ(findSegment(second_, "hip")->channels[0], 0.0f);  // the other agent's own
   EXPECT_FLOAT_EQ(second_->root[3], 0.0f);
 
-  int kind = -1;
   EXPECT_FLOAT_EQ(read("tx", &kind), 1.0f);
   EXPECT_EQ(kind, SIM_RESULT_AGENT);
   EXPECT_FLOAT_EQ(read("hip:tx", &kind), 2.0f);
@@ -92,7 +91,7 @@ TEST_F(ChannelsTest, AgentAndSegmentChannelsAreSeparateStorage) {
   EXPECT_FLOAT_EQ(read("ry"), 0.0f);
 }
 
-TEST_F(ChannelsTest, UnknownAndParenthesisedNamesNeverBind) {
+TEST_F(ChannelsTest, WritableChannelsBindToTheirStorageAndUnknownOnesNever) {
   ASSERT_NE(new_userVar(first_, "f(x)"), nullptr);
   char* resolved = static_cast<char*>(std::malloc(8));  // freed by the first bind
   std::strcpy(resolved, "stale");
@@ -115,9 +114,8 @@ TEST_F(ChannelsTest, UnknownAndParenthesisedNamesNeverBind) {
   EXPECT_EQ(kind, SIM_RESULT_NONE);
   EXPECT_FLOAT_EQ(read("nosuch:tx", &kind), 0.0f);
   EXPECT_EQ(kind, SIM_RESULT_NONE);
-}
 
-TEST_F(ChannelsTest, WritableChannelsReachTheirStorageAndReadBack) {
+  // Writable channels reach their storage and read back.
   UserVar* speed = new_userVar(first_, "speed");
   UserVar* shadow = new_userVar(first_, "tz");  // a user variable comes before the root channel
   Segment* hip = findSegment(first_, "hip");
@@ -137,10 +135,10 @@ TEST_F(ChannelsTest, WritableChannelsReachTheirStorageAndReadBack) {
   };
   float value = 1.0f;
   for (const auto& entry : cases) {
-    char* resolved = nullptr;
-    EXPECT_EQ(bind_output(entry.name, first_, &resolved), entry.storage) << entry.name;
-    EXPECT_STREQ(resolved, entry.name);
-    std::free(resolved);
+    char* bound = nullptr;
+    EXPECT_EQ(bind_output(entry.name, first_, &bound), entry.storage) << entry.name;
+    EXPECT_STREQ(bound, entry.name);
+    std::free(bound);
     set_sim_value(entry.name, value);
     EXPECT_FLOAT_EQ(*entry.storage, value) << entry.name;
     EXPECT_FLOAT_EQ(read(entry.name), value) << entry.name;

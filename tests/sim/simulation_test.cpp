@@ -3,7 +3,6 @@
 #include "sim/simulation.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,14 +19,17 @@
 #include "motion/playback.h"
 #include "sim/channels.h"
 #include "sim/scene_setup.h"
+#include "tests/support/engine_fixtures.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class SimulationTest : public testing::Test {
+class SimulationTest : public scratch::FolderTest {
  protected:
   void SetUp() override {
+    scratch::FolderTest::SetUp();
     type_ = new_agent_type("man");
     new_segment(type_, "root");
     new_segment(type_, "hand");
@@ -39,6 +41,7 @@ class SimulationTest : public testing::Test {
     sim_settings = {};
     reset_request = 0;
     currentAgent = nullptr;
+    scratch::FolderTest::TearDown();
   }
   Agent* make_agent(const char* name) {
     Agent* agent = new_agent_instance(type_);
@@ -118,9 +121,8 @@ TEST_F(SimulationTest, SpawnScalesTheSegmentMatrixAndNeedsAPrototype) {
   // A group whose type has no prototype supplies nothing: no agent, no spawning mark.
   Group* orphans = new_group("orphans", type_, nullptr, 0, 1);
   hand->spawn_group = strdup("orphans");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(spawn(hand), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: create_instance(NULL)\n");
+  EXPECT_EQ(scratch::stderr_of([&] { EXPECT_EQ(spawn(hand), 0); }),
+            "ERROR: create_instance(NULL)\n");
   EXPECT_EQ(orphans->spawns, 0);
   EXPECT_EQ(count_agents(), 1);
   // The new agent's scale multiplies the axes of the segment's world matrix, not its position.
@@ -224,8 +226,7 @@ TEST_F(SimulationTest, GroupsNumberAgentsAcrossTheSceneSoPoseCacheRecordsStaySep
     EXPECT_EQ(placed[i]->id, i + 1);
     EXPECT_STREQ(placed[i]->name, names[i]);
   }
-  const fs::path dir = fs::path(testing::TempDir()) / ("ids_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
+  const fs::path dir = folder_;
   ASSERT_EQ(apf_write(dir.string().c_str(), 1, 0), 1);
   apf_cache_init();
   Agent* reader = new_agent_instance(type_);
@@ -235,7 +236,6 @@ TEST_F(SimulationTest, GroupsNumberAgentsAcrossTheSceneSoPoseCacheRecordsStaySep
     EXPECT_FLOAT_EQ(reader->segments->channels[2], expected_z[i]) << "root tz of " << names[i];
     EXPECT_FLOAT_EQ(reader->segments->next->channels[2], 0) << "hand tz of " << names[i];
   }
-  fs::remove_all(dir);
   // An agent made later in the first group takes the next id of the whole scene.
   EXPECT_EQ(createInstance(north)->id, 5);
 }
@@ -312,15 +312,11 @@ TEST_F(SimulationTest, RootIsRotatedXThenYThenZThenTranslatedWithoutScale) {
   // (0, 1, 0) turned a quarter about x lies on z; a quarter about y takes z onto x. Turned about
   // y first it would stay on y and then go to z. Unscaled, then moved by (1, 2, 3).
   const Vector up{0, 1, 0};
-  Vector moved = transformPoint(&up, agent->matrix);
-  EXPECT_NEAR(moved.x, 2, 1e-5f);
-  EXPECT_NEAR(moved.y, 2, 1e-5f);
-  EXPECT_NEAR(moved.z, 3, 1e-5f);
+  engine_test::expect_vector_near(transformPoint(&up, agent->matrix), 2, 2, 3);
 }
 
 TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {
-  fs::path dir = fs::path(testing::TempDir()) / ("sim_test_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
+  const fs::path dir = folder_;
   ::setenv("HORDERA_SIM_TEST_DIR", dir.c_str(), 1);
   resetAll();
   Agent* agent = make_agent("man.1");
@@ -332,7 +328,6 @@ TEST_F(SimulationTest, WritesPoseCachesFromTheStartFrame) {
   nextFrame(0);
   EXPECT_FALSE(fs::exists(dir / "frame.1.apf"));
   EXPECT_TRUE(fs::exists(dir / "frame.2.apf"));
-  fs::remove_all(dir);
 }
 
 TEST(EnvironmentVariables, ExpandNamesAndKeepStrayDollars) {

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "agent/agent.h"
@@ -13,51 +11,27 @@
 #include "agent/nodes.h"
 #include "agent/skinning.h"
 #include "cdl/cdl.h"
+#include "tests/support/scratch_files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using VariationTest = scratch::FolderTest;
 
 // Segment "body" scales by "height" and thickens by "girth" (a definition only, default 1.5);
 // segment "head" names an unknown variable. One selector follows "outfit", one an expression, one
 // is manual; geometry "coat" scales x by a backquoted expression with blanks.
 const char kAgentFile[] =
-    "# CDL created with hordera v1.0.0\n"
-    "object walker\n"
-    "variables\n"
-    "height 1\n"
-    "outfit 0\n"
-    "end variables\n"
-    "variable girth 1.5 1 2\n"
-    "segment body\n"
-    "scale_var height\n"
-    "thick_var girth\n"
-    "segment head\n"
-    "parent body\n"
-    "scale_var nobody\n"
-    "bone body\n"
-    "geometry coat\n"
-    "scale `height * 2` 1 1\n"
-    "geometry shirt\n"
-    "option clothes\n"
-    "var outfit\n"
-    "geo coat\n"
-    "geo shirt\n"
-    "option by_expression\n"
-    "var `outfit + height`\n"
-    "geo coat\n"
-    "geo shirt\n"
-    "option fixed\n"
-    "manual 1\n"
-    "geo coat\n"
-    "geo shirt\n"
-    "end object\n";
+    "# CDL created with hordera v1.0.0\nobject walker\n"
+    "variables\nheight 1\noutfit 0\nend variables\nvariable girth 1.5 1 2\n"
+    "segment body\nscale_var height\nthick_var girth\n"
+    "segment head\nparent body\nscale_var nobody\nbone body\n"
+    "geometry coat\nscale `height * 2` 1 1\ngeometry shirt\n"
+    "option clothes\nvar outfit\ngeo coat\ngeo shirt\n"
+    "option by_expression\nvar `outfit + height`\ngeo coat\ngeo shirt\n"
+    "option fixed\nmanual 1\ngeo coat\ngeo shirt\nend object\n";
 
-TEST(VariationTest, EachAgentGetsItsOwnFactorsSelectorsAndTransforms) {
-  fs::path dir = fs::path(::testing::TempDir()) / "variation";
-  fs::create_directories(dir);
-  std::ofstream(dir / "walker.cdl") << kAgentFile;
-  Agent* type = load_agent_type((dir / "walker.cdl").c_str());
+TEST_F(VariationTest, EachAgentGetsItsOwnFactorsSelectorsAndTransforms) {
+  Agent* type = load_agent_type(write("walker.cdl", kAgentFile).c_str());
   ASSERT_NE(type, nullptr);
   OptionNode* clothes = type->option_nodes;
   ASSERT_NE(clothes, nullptr);
@@ -113,7 +87,6 @@ TEST(VariationTest, EachAgentGetsItsOwnFactorsSelectorsAndTransforms) {
   EXPECT_FLOAT_EQ(findSegment(tall, "body")->scale_factor, 2.0f);
 
   agent_update_variation(nullptr);
-  fs::remove_all(dir);
 }
 
 }  // namespace
