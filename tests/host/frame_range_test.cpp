@@ -1,22 +1,13 @@
-// Frame ranges, per-frame file names, sequences that go on after a failed frame, and output
-// files that appear whole or not at all.
+// Frame ranges, per-frame file names, and sequences that go on after a failed frame.
 #include "host/frame_range.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <filesystem>
-
-#include "host/output_file.h"
-#include "tests/support/files.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
 TEST(FrameRange, ParsesRangesAndRefusesBadOnes) {
@@ -88,50 +79,6 @@ TEST(FrameRange, RunsEveryFrameInOrderAndReportsTheFailedOnes) {
             "error: frame 4: crowd.4.apf: missing\n"
             "error: frame 6: crowd.6.apf: missing\n"
             "error: 2 of 4 frames failed: 4 6\n");
-}
-
-// The files of `dir`, by name.
-std::vector<std::string> listing(const fs::path& dir) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(dir)) names.push_back(entry.path().filename());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-using test_files::read_file;
-
-TEST(OutputFile, AppearsWholeOrNotAtAll) {
-  const fs::path dir = fs::path(::testing::TempDir()) / "outputs";
-  fs::create_directories(dir);
-  const std::string path = (dir / "frame.0001.png").string();
-  std::string error;
-  ASSERT_TRUE(host::write_file_atomically(path, "first", &error)) << error;
-  ASSERT_TRUE(host::write_file_atomically(path, "second", &error)) << error;
-  EXPECT_EQ(read_file(path), "second");
-  EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
-
-  const std::string missing = (dir / "no_such_dir" / "f.png").string();
-  EXPECT_FALSE(host::write_file_atomically(missing, "x", &error));
-  EXPECT_EQ(error, missing + ": cannot write: No such file or directory");
-  const std::string under_file = path + "/f.png";
-  EXPECT_FALSE(host::write_file_atomically(under_file, "x", &error));
-  EXPECT_EQ(error, under_file + ": cannot write: Not a directory");
-
-  // A disk that fills up part way, made by a file size limit: the old file stays as it was and
-  // no temporary file is left behind.
-  struct rlimit old_limit;
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
-  const auto old_handler = signal(SIGXFSZ, SIG_IGN);
-  struct rlimit small = old_limit;
-  small.rlim_cur = 4096;
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-  const bool written = host::write_file_atomically(path, std::string(100000, 'x'), &error);
-  setrlimit(RLIMIT_FSIZE, &old_limit);
-  signal(SIGXFSZ, old_handler);
-  EXPECT_FALSE(written);
-  EXPECT_EQ(error, path + ": cannot write: File too large");
-  EXPECT_EQ(read_file(path), "second");
-  EXPECT_EQ(listing(dir), std::vector<std::string>{"frame.0001.png"});
 }
 
 }  // namespace

@@ -12,9 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,10 +22,12 @@
 #include "host/output_file.h"
 #include "motion/apf.h"
 #include "tests/support/crowd_fixture.h"
+#include "tests/support/files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using test_files::read_file;
 
 constexpr rlim_t small_disk = 4096;  // bytes a file may hold in the child
 
@@ -50,12 +50,6 @@ int in_child_with_limit(rlim_t limit, const fs::path& errors, Write write) {
   int status = 0;
   waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-std::string read_file(const fs::path& path) {
-  std::stringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
 }
 
 std::set<std::string> names_in(const fs::path& dir) {
@@ -151,12 +145,17 @@ TEST(FullDisk, HostOutputsAreWholeOrNotThere) {
   EXPECT_EQ(read_file(picture), "old picture");
   EXPECT_EQ(names_in(dir), std::set<std::string>{"frame.png"});
 
+  // With room the new file replaces the old one; a directory that cannot hold it gives the reason.
   std::string error;
+  ASSERT_TRUE(host::write_file_atomically(picture.string(), "new picture", &error)) << error;
+  EXPECT_EQ(read_file(picture), "new picture");
+  EXPECT_EQ(names_in(dir), std::set<std::string>{"frame.png"});
   EXPECT_FALSE(host::write_file_atomically("/proc/frame.png", "bytes", &error));
   EXPECT_EQ(error.rfind("/proc/frame.png: cannot write: ", 0), 0u) << error;
-  EXPECT_FALSE(host::write_file_atomically((dir / "missing/frame.png").string(), "bytes", &error));
-  EXPECT_EQ(error,
-            (dir / "missing/frame.png").string() + ": cannot write: No such file or directory");
+  EXPECT_FALSE(host::write_file_atomically(picture.string() + "/f.png", "x", &error));
+  EXPECT_EQ(error, picture.string() + "/f.png: cannot write: Not a directory");
+  EXPECT_FALSE(host::write_file_atomically((dir / "missing/f.png").string(), "x", &error));
+  EXPECT_EQ(error, (dir / "missing/f.png").string() + ": cannot write: No such file or directory");
 
   // `hordera dump -o` of a crowd whose dump outgrows the disk: exit code 1, the reason, and the
   // earlier dump kept.
