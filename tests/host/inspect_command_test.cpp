@@ -1,9 +1,10 @@
-// `hordera inspect` as a user runs it: a scene with one broken instance is reported with its
-// line while the other instances still reach the plug-in; bad arguments fail with a clear
-// message.
+// `hordera inspect` and `hordera dump` as a user runs them: a broken instance is reported with its
+// line while the others still reach the plug-in, bad arguments fail with a clear message, and a
+// dump is the same text whatever the threads, each agent posed on its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tests/support/command_run.h"
@@ -16,10 +17,13 @@ using ::testing::Not;
 
 using command_test::CommandRun;
 using command_test::run;
+using test_files::write_file;
+
+namespace fs = std::filesystem;
 
 // Writes a scene into the test's own temporary folder; returns its path.
 std::string write_scene(const std::string& name, const std::string& text) {
-  test_files::write_file(testing::TempDir() + name, text);
+  write_file(testing::TempDir() + name, text);
   return testing::TempDir() + name;
 }
 
@@ -88,6 +92,61 @@ TEST(InspectCommand, BadArgumentsFailWithAClearMessage) {
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.out, HasSubstr("--plugin"));
   EXPECT_NE(run("inspect").status, 0);
+}
+
+// Twelve agents of a type with one skinned quad bound to its root; agent k stands at x = k in
+// frame 12 and at x = 0 in frame 11.
+fs::path write_crowd() {
+  const fs::path dir = fs::path(testing::TempDir()) / "dump_crowd";
+  fs::create_directories(dir);
+  write_file(dir / "body.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3 4\n");
+  write_file(dir / "body.w", "deformer 0 root\n\n0: 0 1\n1: 0 1\n2: 0 1\n3: 0 1\n");
+  write_file(dir / "man.cdl",
+             "object man\nrender_pass beauty\nsegment root\nbone root\n"
+             "material skin\nid 0\ndiffuse 0.5 0.25 1\n"
+             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 0\nend object\n");
+  std::string previous, current,
+      scene =
+          "options \"opt\"\n\"render_pass\" \"beauty\"\n"
+          "\"motion_blur\" on\nend options\n";
+  for (int id = 1; id <= 12; ++id) {
+    previous += "BEGIN man_" + std::to_string(id) + "\nroot 0 0 0 0 0 0\n\n";
+    current +=
+        "BEGIN man_" + std::to_string(id) + "\nroot 0 0 0 " + std::to_string(id) + " 0 0\n\n";
+    scene += "instance \"man_" + std::to_string(id) + "_inst\" geometry \"hordera_mray\"( \"id\" " +
+             std::to_string(id) + ", \"paramStr\" \"" + (dir / "man.cdl").string() + " " +
+             (dir / "frame.12.apf").string() +
+             " 12\", \"bbox_min\" -1 -1 -1, \"bbox_max\" 20 2 1 ) end instance\n";
+  }
+  write_file(dir / "frame.11.apf", previous);
+  write_file(dir / "frame.12.apf", current);
+  write_file(dir / "crowd.mi", scene + "render \"root\" \"cam\" \"opt\"\n");
+  return dir;
+}
+
+TEST(DumpCommand, SameTextWhateverTheThreadsAndEachAgentPosedOnItsOwn) {
+  const fs::path dir = write_crowd();
+  const CommandRun single = run("dump --threads 1 " + (dir / "crowd.mi").string());
+  ASSERT_EQ(single.status, 0) << single.out;
+  for (int round = 0; round < 3; ++round) {
+    const CommandRun many = run("dump --threads 4 " + (dir / "crowd.mi").string());
+    EXPECT_EQ(many.status, 0);
+    EXPECT_EQ(many.out, single.out);
+  }
+  // Agent 7: its quad moved 7 along x from the rest pose, its motion vectors the 7 it moved
+  // since frame 11, its material named after its id.
+  const size_t agent = single.out.find("assembly \"asm_7\"");
+  ASSERT_NE(agent, std::string::npos);
+  const std::string section =
+      single.out.substr(agent, single.out.find("assembly", agent + 1) - agent);
+  EXPECT_THAT(section, HasSubstr("vertex 0: position (7 0 0)"));
+  EXPECT_THAT(section, HasSubstr("vertex 2: position (8 1 0)"));
+  EXPECT_THAT(section, HasSubstr("motion (7 0 0)"));
+  EXPECT_THAT(section, HasSubstr("material \"mat_7_0\": 0 1 2 3"));
+  EXPECT_THAT(single.out, HasSubstr("material \"mat_12_0\""));
+
+  EXPECT_NE(run("dump /nonexistent/crowd.mi").status, 0);
+  fs::remove_all(dir);
 }
 
 }  // namespace
