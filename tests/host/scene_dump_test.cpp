@@ -17,6 +17,7 @@
 #include "host/messages.h"
 #include "host/render_session.h"
 #include "mray/mi_interface.h"
+#include "tests/support/crowd_fixture.h"
 
 namespace {
 
@@ -111,20 +112,12 @@ std::string dump_with_threads(int threads, int agents) {
     instance.id = id;
     scene.instances.push_back(instance);
   }
-  char* buffer = nullptr;
-  size_t size = 0;
-  std::FILE* out = open_memstream(&buffer, &size);
-  {
-    host::RenderSession session(plugin);
-    session.set_threads(threads);
-    std::string error;
-    EXPECT_TRUE(session.start(&error)) << error;
-    host::write_scene_dump(out, {session.render(scene)});
-    host::release_lock_held_by_this_thread(host::global_lock());
-  }
-  std::fclose(out);
-  std::string text(buffer, size);
-  std::free(buffer);
+  host::RenderSession session(plugin);
+  session.set_threads(threads);
+  std::string error;
+  EXPECT_TRUE(session.start(&error)) << error;
+  const std::string text = crowd_test::dump_text({session.render(scene)});
+  host::release_lock_held_by_this_thread(host::global_lock());
   return text;
 }
 
