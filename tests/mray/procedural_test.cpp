@@ -31,12 +31,8 @@ using ::testing::Not;
 namespace fs = std::filesystem;
 
 fs::path fixture_directory() {
-  static const fs::path directory = [] {
-    const char* base = std::getenv("TEST_TMPDIR");
-    fs::path path = fs::path(base != nullptr ? base : "/tmp") / "walker";
-    rib_test::write_walker(path);
-    return path;
-  }();
+  static const fs::path directory = fs::path(testing::TempDir()) / "walker";
+  static const std::string agent_file = rib_test::write_walker(directory);
   return directory;
 }
 
