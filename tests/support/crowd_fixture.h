@@ -10,21 +10,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "host/render_session.h"
 #include "host/scene_dump.h"
 #include "host/scene_reader.h"
+#include "tests/support/files.h"
 
 namespace crowd_test {
 
 namespace fs = std::filesystem;
 
-inline void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using test_files::write_file;
 
 inline const char* const type_names[] = {"man", "dog", "ghost"};
 
