@@ -1,8 +1,6 @@
-// Outputs never lie: a pose cache or a dump that cannot be written whole (the disk fills up, the
-// directory cannot be written) gives a clear error and leaves no partial file under the final
-// name; a file already there stays as it was, and no temporary file is left behind. A full disk
-// is played by a child process whose files may not grow past a few kilobytes (RLIMIT_FSIZE, with
-// SIGXFSZ ignored so that the write fails with EFBIG as it would with ENOSPC).
+// Outputs that cannot be written whole give a clear error, keep the file already there and leave
+// no temporary file. A full disk is played by a child whose files may not grow past a few
+// kilobytes (RLIMIT_FSIZE, SIGXFSZ ignored, so that the write fails with EFBIG as with ENOSPC).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,10 +1,6 @@
-// A small crowd of three agent types written to disk, for the suites that render whole scenes
-// through the real plug-in: "man" (two segments, a skinned body of two quads, a prop carried by
-// the arm, a material shaded by a description with a texture and an expression), "dog" (one
-// segment, one quad, a plain colour) and "ghost" (one triangle, in the "beauty" pass as matte,
-// flags 7). The agents take the types in turn (id 1 a man, 2 a dog, 3 a ghost, ...) and share one
-// pose cache per frame: frame 11 with every root at the origin, frame 12 with agent k's root at x =
-// k, so that motion blur has something to show.
+// A small crowd of three agent types written to disk, taken in turn by agents 1, 2, 3, ...: "man"
+// (a skinned body, a prop on the arm, a described material), "dog" (one quad) and "ghost" (a matte
+// triangle). Frame 11 has every root at the origin, frame 12 agent k's root at x = k.
 #pragma once
 
 #include <cstdio>

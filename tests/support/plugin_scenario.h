@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -107,6 +108,11 @@ inline std::vector<std::vector<const host::ObjectData*>> render_agents(
   for (const host::AssemblyRun& run : session.run_assemblies())
     agents.push_back(objects_of(run.result));
   return agents;
+}
+
+// The indices of a run of a group's flat arrays, as a list to compare.
+inline std::vector<int> list(std::span<const int> run) {
+  return {run.begin(), run.end()};
 }
 
 inline std::vector<std::string> names_of(const std::vector<const host::ObjectData*>& objects) {
