@@ -1,12 +1,17 @@
-// The plug-in's entry points driven end to end: the real hordera.so, loaded with dlopen, through
-// the stand-in host linked into this test. The engine starts once per process, so every
-// scenario runs in a child process of its own.
+// The plug-in's entry points driven end to end through the stand-in host, each scenario in a child
+// process (the engine starts once per process); and its exports, exactly the names of its export
+// list, needing no RenderMan function.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -212,6 +217,49 @@ TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
     ASSERT_NE(args, nullptr);
     EXPECT_STREQ(args->param_str, "a.cdl x.apf 1");
   });
+}
+
+std::set<std::string> listed_exports() {
+  std::set<std::string> names;
+  std::ifstream in(HORDERA_EXPORTS_PATH);
+  std::string line;
+  while (std::getline(in, line)) {
+    line = line.substr(0, line.find('#'));
+    const auto first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos) continue;
+    const auto last = line.find_last_not_of(" \t\r");
+    names.insert(line.substr(first, last - first + 1));
+  }
+  return names;
+}
+
+// The names in the plug-in's dynamic symbol table as `nm -D` lists them with `options`:
+// global and weak symbols, each without its version.
+std::set<std::string> dynamic_symbols(const std::string& options) {
+  std::set<std::string> names;
+  std::FILE* pipe = popen(("nm -D " + options + " " HORDERA_PLUGIN_PATH).c_str(), "r");
+  char line[1024];
+  while (pipe && std::fgets(line, sizeof line, pipe)) {
+    std::istringstream in(line);
+    const std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
+    if (words.size() < 2) continue;
+    const char type = words[words.size() - 2][0];
+    if (std::isupper(static_cast<unsigned char>(type)) || type == 'w' || type == 'v')
+      names.insert(words.back().substr(0, words.back().find('@')));
+  }
+  if (pipe) pclose(pipe);
+  return names;
+}
+
+// Every listed name is exported and nothing else; the RenderMan functions are looked up when
+// first used, so that a renderer without them still loads the plug-in.
+TEST(PluginExports, ExactlyTheListedNamesAreExportedAndNoRiFunctionIsNeeded) {
+  const std::set<std::string> listed = listed_exports();
+  ASSERT_FALSE(listed.empty());
+  EXPECT_EQ(dynamic_symbols("--defined-only"), listed);
+  const std::set<std::string> undefined = dynamic_symbols("--undefined-only");
+  ASSERT_FALSE(undefined.empty());  // the C library at least
+  for (const std::string& name : undefined) EXPECT_NE(0u, name.rfind("Ri", 0)) << name;
 }
 
 }  // namespace
