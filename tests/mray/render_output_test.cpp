@@ -1,8 +1,7 @@
-// What the front-end hands to the renderer, read back from the stand-in host's scene database
-// (the host is linked into this test): whole agents rendered by the real hordera.so loaded with
-// dlopen, and shader calls and objects built by the front-end's own functions. The engine keeps
-// process-wide state, so every scenario runs in a child process. Fixtures (agent file, meshes,
-// weights, pose caches) are written by the tests; expected values are worked out by hand from them.
+// What the front-end hands to the renderer, read back from the stand-in host's scene database:
+// whole agents rendered by hordera.so, shader calls and objects built by the front-end's own
+// functions, each scenario in a child process, and the shader descriptions the calls are built
+// from taken apart; expected values are worked out by hand.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,10 +9,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <span>
 #include <string>
 #include <vector>
 
+#include "agent/agent.h"
 #include "agent/mesh.h"
 #include "host/memory.h"
 #include "host/messages.h"
@@ -24,6 +23,7 @@
 #include "mray/object_output.h"
 #include "mray/renderer_functions.h"
 #include "mray/shader_call.h"
+#include "mray/shader_description.h"
 #include "tests/support/crowd_fixture.h"
 #include "tests/support/files.h"
 #include "tests/support/plugin_scenario.h"
@@ -31,10 +31,7 @@
 
 namespace {
 
-// The indices of a run of a group's flat arrays, as a list to compare.
-std::vector<int> list(std::span<const int> run) {
-  return {run.begin(), run.end()};
-}
+using plugin_test::list;
 
 using ::testing::HasSubstr;
 
@@ -452,6 +449,51 @@ TEST(ObjectOutput, SubdivisionMeshesIndexOneVertexPerPoint) {
     EXPECT_TRUE(reported);
     mesh_free(mesh);
   });
+}
+
+using Words = std::vector<std::string_view>;
+
+TEST(ShaderDescription, WordsKeepBracketedAndQuotedGroupsWhole) {
+  EXPECT_EQ(mray::split_description(
+                "\"mib_illum_phong\" \"diffuse\" 2 [0.8 0.2 0.1]\t\"exponent\" 9 [20]"),
+            (Words{"\"mib_illum_phong\"", "\"diffuse\"", "2", "[0.8 0.2 0.1]", "\"exponent\"", "9",
+                   "[20]"}));
+  // A quoted group holds blanks and brackets; a bracketed group holds quotes.
+  EXPECT_EQ(mray::split_description(" \"my shader\"  \"maps\" 21 [\"a b\" \"c\"] "),
+            (Words{"\"my shader\"", "\"maps\"", "21", "[\"a b\" \"c\"]"}));
+  // A group left open runs to the end instead of past it.
+  EXPECT_EQ(mray::split_description("\"s\" \"p\" 9 [1 2"), (Words{"\"s\"", "\"p\"", "9", "[1 2"}));
+  EXPECT_EQ(mray::split_description("\"unterminated name"), (Words{"\"unterminated name"}));
+  EXPECT_TRUE(mray::split_description(" \t ").empty());
+}
+
+TEST(ShaderDescription, ValuesBetweenSingleQuotesComeFromTheAgent) {
+  Agent* type = new_agent_type("expander");
+  new_userVar(type, "height")->value = 1.5f;
+  new_userVar(type, "variant")->value = 3;
+  std::string error;
+  EXPECT_EQ(mray::expand_description(
+                "\"s\" \"k\" 9 ['height * 2'] \"map\" 13 [\"skin_'variant'.tif\"]", type, &error),
+            "\"s\" \"k\" 9 [3] \"map\" 13 [\"skin_3.tif\"]");
+  EXPECT_EQ(error, "");
+  // Values keep every digit a float holds, and no more.
+  EXPECT_EQ(mray::expand_description("['height / 3'] ['0.1'] ['-1e-7']", type),
+            "[0.5] [0.1] [-1e-07]");
+  // An expression that cannot be read gives 0 and says which; a lone quote stays as written.
+  EXPECT_EQ(mray::expand_description("['height +'] it's", type, &error), "[0] it's");
+  EXPECT_THAT(error, HasSubstr("'height +'"));
+  // An unknown variable reads 0, as everywhere in agent files.
+  EXPECT_EQ(mray::expand_description("'nothing'", type), "0");
+  EXPECT_EQ(mray::expand_description("no quotes at all", nullptr), "no quotes at all");
+}
+
+TEST(ShaderDescription, NumberListsAndImageFileNames) {
+  EXPECT_EQ(mray::number_items("[ 2 3 ]"), (std::vector<float>{2, 3}));
+  EXPECT_EQ(mray::number_items("[abc 4]"), (std::vector<float>{0, 4}));
+  EXPECT_EQ(mray::quoted_items("[\"a\" \"b c\" \"\"]"), (std::vector<std::string>{"a", "b c", ""}));
+  EXPECT_TRUE(mray::is_image_file_name("/a/b.SKIN.Map"));
+  EXPECT_FALSE(mray::is_image_file_name("maps/skin.tiff.bak"));
+  EXPECT_FALSE(mray::is_image_file_name("dir.tif/file"));
 }
 
 }  // namespace
