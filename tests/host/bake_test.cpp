@@ -1,6 +1,6 @@
 // The posed crowd written as glTF and OBJ, read back: glTF with tinygltf, OBJ with the engine's
-// own mesh reader; a sequence in one glTF file, its frames shown in turn by a stepped scale
-// animation and topology shared only where it did not change.
+// own mesh reader; a sequence in one glTF file shown in turn by a stepped scale animation; and
+// the OBJ text, indices and materials running on across objects on any number of threads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tiny_gltf.h>
@@ -13,6 +13,7 @@
 #include "agent/obj_reader.h"
 #include "host/frame_outputs.h"
 #include "host/gltf_writer.h"
+#include "host/obj_writer.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -250,6 +251,67 @@ TEST(GltfSequence, FramesPlayInTurnAndShareUnchangedTopology) {
   host::GltfSequence empty;
   EXPECT_FALSE(empty.encode(true, 24, &bytes, &error));
   EXPECT_EQ(error, "nothing to bake: the frames hold no triangles");
+}
+
+host::FrameMesh triangle(const char* name, float x, int material) {
+  host::FrameMesh mesh;
+  mesh.name = name;
+  mesh.agent = "asm 1";
+  mesh.positions = {{x, 0, 0}, {x + 1, 0, 0}, {x, 1, 0}};
+  mesh.triangles = {0, 1, 2};
+  mesh.triangle_materials = {material};
+  return mesh;
+}
+
+// Three meshes: "a" (skin), "lost" (nothing drawable), "b" (cloth, then the default material).
+host::FrameGeometry three_meshes() {
+  host::FrameGeometry frame;
+  frame.materials.resize(2);
+  frame.materials[0].name = "cloth";
+  frame.materials[1].name = "skin";
+  frame.meshes.push_back(triangle("a", 0, 1));
+  // Nothing of "lost" is drawn (a point beyond reach): it is left out and takes no indices.
+  frame.meshes.push_back(triangle("lost", 0, 0));
+  frame.meshes.back().positions[1][0] = std::nanf("");
+  host::FrameMesh two = triangle("b", 5, 0);
+  two.positions.push_back({5, 5, 0});
+  two.triangles.insert(two.triangles.end(), {0, 2, 3});
+  two.triangle_materials.push_back(-1);
+  two.uvs = {{0, 0}, {1, 0}, {0, 1}, {1, 1}};
+  frame.meshes.push_back(two);
+  return frame;
+}
+
+TEST(ObjEncoding, IndicesAndMaterialsRunOnAcrossObjectsOnAnyNumberOfThreads) {
+  const host::FrameGeometry frame = three_meshes();
+  std::string obj, mtl, error;
+  std::vector<std::string> warnings;
+  ASSERT_TRUE(host::encode_obj(frame, "crowd.mtl", &obj, &mtl, &error, &warnings, 1));
+  const std::string expected =
+      "o asm_1/a\n"
+      "v 0 0 0\nv 1 0 0\nv 0 1 0\n"
+      "usemtl skin\nf 1 2 3\n"
+      "o asm_1/b\n"
+      "v 5 0 0\nv 6 0 0\nv 5 1 0\nv 5 5 0\n"
+      "vt 0 0\nvt 1 0\nvt 0 1\nvt 1 1\n"
+      "usemtl cloth\nf 4/1 5/2 6/3\n"
+      "usemtl default_mtl\nf 4/1 6/3 7/4\n";
+  const size_t body = obj.find("o asm_1/a");
+  ASSERT_NE(body, std::string::npos) << obj;
+  EXPECT_EQ(obj.substr(body), expected);
+  // The library in the order of first use: skin, cloth, the default.
+  const size_t skin = mtl.find("newmtl skin"), cloth = mtl.find("newmtl cloth"),
+               fallback = mtl.find("newmtl default_mtl");
+  EXPECT_LT(skin, cloth);
+  EXPECT_LT(cloth, fallback);
+  EXPECT_NE(fallback, std::string::npos);
+  ASSERT_EQ(warnings.size(), 1u);
+
+  std::string obj_on_threads, mtl_on_threads;
+  ASSERT_TRUE(
+      host::encode_obj(frame, "crowd.mtl", &obj_on_threads, &mtl_on_threads, &error, &warnings, 3));
+  EXPECT_EQ(obj_on_threads, obj);
+  EXPECT_EQ(mtl_on_threads, mtl);
 }
 
 }  // namespace
