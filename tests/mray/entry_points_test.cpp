@@ -28,6 +28,7 @@
 
 namespace {
 
+using plugin_test::count_of;
 using plugin_test::in_child;
 using plugin_test::in_render;
 using plugin_test::message_texts;
@@ -45,12 +46,6 @@ host::SceneInstance agent(int id, const char* text) {
   return instance;
 }
 
-size_t count(const std::string& text, const std::string& part) {
-  size_t found = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
-  return found;
-}
-
 TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
   in_render([](host::Plugin& plugin, host::RenderSession& session) {
     testing::internal::CaptureStderr();
@@ -59,8 +54,8 @@ TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
     session.init_shader(&first);
     session.init_shader(&second);
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(count(printed, "hordera 4.1.18 initialised\nBuild: Windows  11:57 20/06/12\n"), 1u);
-    EXPECT_EQ(count(printed, "linked against mental ray version: mray-3.7.52.13\n"), 1u);
+    EXPECT_EQ(count_of(printed, "hordera 4.1.18 initialised\nBuild: Windows  11:57 20/06/12\n"), 1);
+    EXPECT_EQ(count_of(printed, "linked against mental ray version: mray-3.7.52.13\n"), 1);
 
     const std::vector<std::string> expected_debug = {"-->creating apf cache\n",
                                                      "-->resolve option: render_pass name=beauty",
@@ -181,7 +176,7 @@ TEST(EntryPoints, MissingCdlFileIsReportedByTheDriver) {
     session.call_geometry(agent(4, "lonely.cdl"));
     session.run_assemblies();
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(count(printed, "not enough parameters\n"), 1u);
+    EXPECT_EQ(count_of(printed, "not enough parameters\n"), 1);
     EXPECT_EQ(message_texts(host::Level::error),
               std::vector<std::string>{
                   "-->horderaMray: .cdl file name is missing from parameter string.\n"});
@@ -201,8 +196,8 @@ TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
     EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
     EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(count(printed, "renderer function mi_info is missing"), 1u);
-    EXPECT_EQ(count(printed, "renderer function mi_mem_int_allocate is missing"), 1u);
+    EXPECT_EQ(count_of(printed, "renderer function mi_info is missing"), 1);
+    EXPECT_EQ(count_of(printed, "renderer function mi_mem_int_allocate is missing"), 1);
     EXPECT_EQ(result, miNULLTAG);
     EXPECT_TRUE(host::messages().empty());
 

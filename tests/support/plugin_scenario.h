@@ -121,6 +121,13 @@ inline std::vector<std::string> names_of(const std::vector<const host::ObjectDat
   return names;
 }
 
+// How many times `part` occurs in `text`, overlapping occurrences included.
+inline int count_of(const std::string& text, const std::string& part) {
+  int found = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
+  return found;
+}
+
 // The texts of the renderer messages at this level, in order.
 inline std::vector<std::string> message_texts(host::Level level) {
   std::vector<std::string> found;
