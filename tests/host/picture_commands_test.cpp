@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -116,11 +116,10 @@ TEST(PictureCommands, SequenceGoesOnPastMissingPoseCachesAndScenesAndWritesOnlyW
   EXPECT_THAT(render.err, HasSubstr("error: frame 7: " + (dir / "crowd.7.mi").string() +
                                     ": cannot open the scene file\n"));
   EXPECT_THAT(render.err, HasSubstr("error: 2 of 4 frames failed: 6 7\n"));
-  std::vector<std::string> written;
+  std::set<std::string> written;
   for (const auto& entry : fs::directory_iterator(dir / "out"))
-    written.push_back(entry.path().filename().string());
-  std::sort(written.begin(), written.end());
-  EXPECT_EQ(written, (std::vector<std::string>{"frame.0004.png", "frame.0005.png"}));
+    written.insert(entry.path().filename());
+  EXPECT_EQ(written, (std::set<std::string>{"frame.0004.png", "frame.0005.png"}));
 
   // One file that plays frames 4 and 5; none at all when a frame of the range fails.
   const std::string animated = (dir / "out" / "walk.glb").string();
