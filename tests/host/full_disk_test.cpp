@@ -158,19 +158,12 @@ TEST(FullDisk, HostOutputsAreWholeOrNotThere) {
   // `hordera dump -o` of a crowd whose dump outgrows the disk: exit code 1, the reason, and the
   // earlier dump kept.
   crowd_test::write_crowd_files(dir / "crowd", 12);
-  std::string scene =
-      "options \"opt\"\n\"render_pass\" \"beauty\"\n\"motion_blur\" on\nend options\n";
-  for (int id = 1; id <= 12; ++id)
-    scene += "instance \"" + crowd_test::type_of(id) + "_" + std::to_string(id) +
-             "_inst\" geometry \"hordera_mray\"( \"id\" " + std::to_string(id) +
-             ", \"paramStr\" \"" + crowd_test::param_str_of(dir / "crowd", id) +
-             "\", \"bbox_min\" -2 -2 -2, \"bbox_max\" 20 3 2 ) end instance\n";
-  crowd_test::write_file(dir / "crowd.mi", scene + "render \"root\" \"cam\" \"opt\"\n");
+  const std::string scene = crowd_test::write_crowd_scene(dir / "crowd", 12);
   const fs::path dump = dir / "crowd.txt";
   crowd_test::write_file(dump, "old dump");
   const auto run_dump = [&] {
     execl(HORDERA_COMMAND_PATH, "hordera", "dump", "--threads", "1", "-o", dump.c_str(),
-          (dir / "crowd.mi").c_str(), nullptr);
+          scene.c_str(), nullptr);
     return 127;
   };
   EXPECT_EQ(in_child_with_limit(small_disk, errors, run_dump), 1);
@@ -178,11 +171,11 @@ TEST(FullDisk, HostOutputsAreWholeOrNotThere) {
             std::string::npos)
       << read_file(errors);
   EXPECT_EQ(read_file(dump), "old dump");
-  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.mi", "crowd.txt", "frame.png"}));
+  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.txt", "frame.png"}));
   // With room the dump replaces the old one whole.
   EXPECT_EQ(in_child_with_limit(RLIM_INFINITY, errors, run_dump), 0) << read_file(errors);
   EXPECT_NE(read_file(dump).find("assembly \"asm_12\""), std::string::npos);
-  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.mi", "crowd.txt", "frame.png"}));
+  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.txt", "frame.png"}));
 }
 
 }  // namespace

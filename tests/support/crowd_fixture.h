@@ -98,6 +98,20 @@ inline std::string param_str_of(const fs::path& dir, int id) {
   return (dir / (type_of(id) + ".cdl")).string() + " " + (dir / "frame.12.apf").string() + " 12";
 }
 
+// Writes the crowd in `dir` as the scene file `dir`/crowd.mi, rendered in the "beauty" pass with
+// motion blur; returns its path.
+inline std::string write_crowd_scene(const fs::path& dir, int agents) {
+  std::string scene =
+      "options \"opt\"\n\"render_pass\" \"beauty\"\n\"motion_blur\" on\nend options\n";
+  for (int id = 1; id <= agents; ++id)
+    scene += "instance \"" + type_of(id) + "_" + std::to_string(id) +
+             "_inst\" geometry \"hordera_mray\"( \"id\" " + std::to_string(id) +
+             ", \"paramStr\" \"" + param_str_of(dir, id) +
+             "\", \"bbox_min\" -2 -2 -2, \"bbox_max\" 20 3 2 ) end instance\n";
+  write_file(dir / "crowd.mi", scene + "render \"root\" \"cam\" \"opt\"\n");
+  return (dir / "crowd.mi").string();
+}
+
 // The crowd in `dir` as a scene rendered in the "beauty" pass with motion blur.
 inline host::Scene crowd_scene(const fs::path& dir, int agents) {
   host::Scene scene;
