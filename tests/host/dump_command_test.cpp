@@ -1,6 +1,5 @@
-// `hordera dump` with the real plug-in: a crowd of one agent type, posed from pose caches with
-// motion blur, dumps the same text with one render thread and with several, and the text
-// shows each agent's own pose and motion.
+// `hordera dump` with the real plug-in: the crowd fixture, posed from pose caches with motion
+// blur, dumps the same text with one render thread and with several, each agent posed on its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +7,7 @@
 #include <string>
 
 #include "tests/support/command_run.h"
-#include "tests/support/files.h"
+#include "tests/support/crowd_fixture.h"
 
 namespace {
 
@@ -18,56 +17,27 @@ namespace fs = std::filesystem;
 
 using command_test::CommandRun;
 using command_test::run;
-using test_files::write_file;
-
-// Twelve agents of a type with one skinned quad bound to its root; agent k stands at x = k in
-// frame 12 and at x = 0 in frame 11.
-fs::path write_crowd() {
-  const fs::path dir = fs::path(testing::TempDir()) / "dump_crowd";
-  fs::create_directories(dir);
-  write_file(dir / "body.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3 4\n");
-  write_file(dir / "body.w", "deformer 0 root\n\n0: 0 1\n1: 0 1\n2: 0 1\n3: 0 1\n");
-  write_file(dir / "man.cdl",
-             "object man\nrender_pass beauty\nsegment root\nbone root\n"
-             "material skin\nid 0\ndiffuse 0.5 0.25 1\n"
-             "geometry body\nfile body.obj\nweights_file body.w\nmaterial 0\nend object\n");
-  std::string previous, current,
-      scene =
-          "options \"opt\"\n\"render_pass\" \"beauty\"\n"
-          "\"motion_blur\" on\nend options\n";
-  for (int id = 1; id <= 12; ++id) {
-    previous += "BEGIN man_" + std::to_string(id) + "\nroot 0 0 0 0 0 0\n\n";
-    current +=
-        "BEGIN man_" + std::to_string(id) + "\nroot 0 0 0 " + std::to_string(id) + " 0 0\n\n";
-    scene += "instance \"man_" + std::to_string(id) + "_inst\" geometry \"hordera_mray\"( \"id\" " +
-             std::to_string(id) + ", \"paramStr\" \"" + (dir / "man.cdl").string() + " " +
-             (dir / "frame.12.apf").string() +
-             " 12\", \"bbox_min\" -1 -1 -1, \"bbox_max\" 20 2 1 ) end instance\n";
-  }
-  write_file(dir / "frame.11.apf", previous);
-  write_file(dir / "frame.12.apf", current);
-  write_file(dir / "crowd.mi", scene + "render \"root\" \"cam\" \"opt\"\n");
-  return dir;
-}
 
 TEST(DumpCommand, SameTextWhateverTheThreadsAndEachAgentPosedOnItsOwn) {
-  const fs::path dir = write_crowd();
-  const CommandRun single = run("dump --threads 1 " + (dir / "crowd.mi").string());
+  const fs::path dir = fs::path(testing::TempDir()) / "dump_crowd";
+  crowd_test::write_crowd_files(dir, 12);
+  const std::string scene = crowd_test::write_crowd_scene(dir, 12);
+  const CommandRun single = run("dump --threads 1 " + scene);
   ASSERT_EQ(single.status, 0) << single.out;
   for (int round = 0; round < 3; ++round) {
-    const CommandRun many = run("dump --threads 4 " + (dir / "crowd.mi").string());
+    const CommandRun many = run("dump --threads 4 " + scene);
     EXPECT_EQ(many.status, 0);
     EXPECT_EQ(many.out, single.out);
   }
-  // Agent 7: its quad moved 7 along x from the rest pose, its motion vectors the 7 it moved
-  // since frame 11, its material named after its id.
+  // Agent 7, a man: its root moved 7 along x since frame 11 and turned about y, which leaves its
+  // points on the y axis (corners 0 and 3) at x = 7; its material named after its id.
   const size_t agent = single.out.find("assembly \"asm_7\"");
   ASSERT_NE(agent, std::string::npos);
   const std::string section =
       single.out.substr(agent, single.out.find("assembly", agent + 1) - agent);
-  EXPECT_THAT(section, HasSubstr("vertex 0: position (7 0 0)"));
-  EXPECT_THAT(section, HasSubstr("vertex 2: position (8 1 0)"));
-  EXPECT_THAT(section, HasSubstr("motion (7 0 0)"));
+  EXPECT_THAT(section, HasSubstr("vertex 0: position (7 0 0) normal"));
+  EXPECT_THAT(section, HasSubstr("vertex 3: position (7 1 0) normal"));
+  EXPECT_THAT(section, HasSubstr("texture (0 1 0) motion (7 0 0)\n"));
   EXPECT_THAT(section, HasSubstr("material \"mat_7_0\": 0 1 2 3"));
   EXPECT_THAT(single.out, HasSubstr("material \"mat_12_0\""));
 

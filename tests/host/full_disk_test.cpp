@@ -1,8 +1,6 @@
-// Outputs never lie: a pose cache or a dump that cannot be written whole (the disk fills up, the
-// directory cannot be written) gives a clear error and leaves no partial file under the final
-// name; a file already there stays as it was, and no temporary file is left behind. A full disk
-// is played by a child process whose files may not grow past a few kilobytes (RLIMIT_FSIZE, with
-// SIGXFSZ ignored so that the write fails with EFBIG as it would with ENOSPC).
+// Outputs that cannot be written whole give a clear error, keep the file already there and leave
+// no temporary file. A full disk is played by a child whose files may not grow past a few
+// kilobytes (RLIMIT_FSIZE, SIGXFSZ ignored, so that the write fails with EFBIG as with ENOSPC).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -12,9 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,10 +20,12 @@
 #include "host/output_file.h"
 #include "motion/apf.h"
 #include "tests/support/crowd_fixture.h"
+#include "tests/support/files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using test_files::read_file;
 
 constexpr rlim_t small_disk = 4096;  // bytes a file may hold in the child
 
@@ -50,12 +48,6 @@ int in_child_with_limit(rlim_t limit, const fs::path& errors, Write write) {
   int status = 0;
   waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-std::string read_file(const fs::path& path) {
-  std::stringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
 }
 
 std::set<std::string> names_in(const fs::path& dir) {
@@ -151,29 +143,27 @@ TEST(FullDisk, HostOutputsAreWholeOrNotThere) {
   EXPECT_EQ(read_file(picture), "old picture");
   EXPECT_EQ(names_in(dir), std::set<std::string>{"frame.png"});
 
+  // With room the new file replaces the old one; a directory that cannot hold it gives the reason.
   std::string error;
+  ASSERT_TRUE(host::write_file_atomically(picture.string(), "new picture", &error)) << error;
+  EXPECT_EQ(read_file(picture), "new picture");
+  EXPECT_EQ(names_in(dir), std::set<std::string>{"frame.png"});
   EXPECT_FALSE(host::write_file_atomically("/proc/frame.png", "bytes", &error));
   EXPECT_EQ(error.rfind("/proc/frame.png: cannot write: ", 0), 0u) << error;
-  EXPECT_FALSE(host::write_file_atomically((dir / "missing/frame.png").string(), "bytes", &error));
-  EXPECT_EQ(error,
-            (dir / "missing/frame.png").string() + ": cannot write: No such file or directory");
+  EXPECT_FALSE(host::write_file_atomically(picture.string() + "/f.png", "x", &error));
+  EXPECT_EQ(error, picture.string() + "/f.png: cannot write: Not a directory");
+  EXPECT_FALSE(host::write_file_atomically((dir / "missing/f.png").string(), "x", &error));
+  EXPECT_EQ(error, (dir / "missing/f.png").string() + ": cannot write: No such file or directory");
 
   // `hordera dump -o` of a crowd whose dump outgrows the disk: exit code 1, the reason, and the
   // earlier dump kept.
   crowd_test::write_crowd_files(dir / "crowd", 12);
-  std::string scene =
-      "options \"opt\"\n\"render_pass\" \"beauty\"\n\"motion_blur\" on\nend options\n";
-  for (int id = 1; id <= 12; ++id)
-    scene += "instance \"" + crowd_test::type_of(id) + "_" + std::to_string(id) +
-             "_inst\" geometry \"hordera_mray\"( \"id\" " + std::to_string(id) +
-             ", \"paramStr\" \"" + crowd_test::param_str_of(dir / "crowd", id) +
-             "\", \"bbox_min\" -2 -2 -2, \"bbox_max\" 20 3 2 ) end instance\n";
-  crowd_test::write_file(dir / "crowd.mi", scene + "render \"root\" \"cam\" \"opt\"\n");
+  const std::string scene = crowd_test::write_crowd_scene(dir / "crowd", 12);
   const fs::path dump = dir / "crowd.txt";
   crowd_test::write_file(dump, "old dump");
   const auto run_dump = [&] {
     execl(HORDERA_COMMAND_PATH, "hordera", "dump", "--threads", "1", "-o", dump.c_str(),
-          (dir / "crowd.mi").c_str(), nullptr);
+          scene.c_str(), nullptr);
     return 127;
   };
   EXPECT_EQ(in_child_with_limit(small_disk, errors, run_dump), 1);
@@ -181,11 +171,11 @@ TEST(FullDisk, HostOutputsAreWholeOrNotThere) {
             std::string::npos)
       << read_file(errors);
   EXPECT_EQ(read_file(dump), "old dump");
-  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.mi", "crowd.txt", "frame.png"}));
+  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.txt", "frame.png"}));
   // With room the dump replaces the old one whole.
   EXPECT_EQ(in_child_with_limit(RLIM_INFINITY, errors, run_dump), 0) << read_file(errors);
   EXPECT_NE(read_file(dump).find("assembly \"asm_12\""), std::string::npos);
-  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.mi", "crowd.txt", "frame.png"}));
+  EXPECT_EQ(names_in(dir), (std::set<std::string>{"crowd", "crowd.txt", "frame.png"}));
 }
 
 }  // namespace

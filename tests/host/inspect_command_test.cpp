@@ -16,10 +16,11 @@ using ::testing::Not;
 
 using command_test::CommandRun;
 using command_test::run;
+using test_files::write_file;
 
 // Writes a scene into the test's own temporary folder; returns its path.
 std::string write_scene(const std::string& name, const std::string& text) {
-  test_files::write_file(testing::TempDir() + name, text);
+  write_file(testing::TempDir() + name, text);
   return testing::TempDir() + name;
 }
 

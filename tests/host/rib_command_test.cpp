@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -25,8 +24,7 @@ using ::testing::HasSubstr;
 namespace fs = std::filesystem;
 
 fs::path work_directory() {
-  const char* base = std::getenv("TEST_TMPDIR");
-  return fs::path(base != nullptr ? base : "/tmp") / "rib_command";
+  return fs::path(testing::TempDir()) / "rib_command";
 }
 
 int run(const std::string& arguments, std::string* errors) {

@@ -1,24 +1,25 @@
-// The scene database driven as the crowd plug-in drives it, call by call, and read back through
-// the scene view: geometry structure, materials referring to shader calls, typed parameters and
-// arrays, textures, names, variables, and misuse reported rather than crashing.
+// The stand-in host's renderer functions as the plug-in calls them: memory, messages, pins, locks
+// and options; the scene database driven call by call, read back through the scene view (geometry,
+// materials, shader calls, textures, names, variables), and misuse reported rather than crashing.
 #include <gtest/gtest.h>
 
-#include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "host/database.h"
+#include "host/locks.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/scene_names.h"
 #include "host/scene_view.h"
+#include "host/shader_interface.h"
 #include "mray/mi_interface.h"
+#include "tests/support/plugin_scenario.h"
 
 namespace {
 
-// The indices of a run of a group's flat arrays, as a list to compare.
-std::vector<int> list(std::span<const int> run) {
-  return {run.begin(), run.end()};
-}
+using plugin_test::list;
 
 char* copy(const char* text) {
   return mi_mem_int_strdup("mray", 1, text);
@@ -29,11 +30,148 @@ miBoolean vector(float x, float y, float z) {
   return mi_api_vector_xyz_add(&v);
 }
 
+void add_vectors(int count) {
+  for (int i = 0; i < count; ++i) vector(float(i), 0, 0);
+}
+
 int errors() {
-  int count = 0;
-  for (const host::Message& message : host::messages())
-    count += message.level == host::Level::error;
-  return count;
+  return static_cast<int>(plugin_test::message_texts(host::Level::error).size());
+}
+
+TEST(HostServices, MemoryIsTrackedAndADoubleReleaseIsReported) {
+  host::clear_messages();
+  auto* block = static_cast<unsigned char*>(mi_mem_int_allocate("mray", 42, 16));
+  ASSERT_NE(block, nullptr);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(block[i], 0);  // zero-filled
+  char* copy = mi_mem_int_strdup("mray", 43, "asm_7");
+  EXPECT_STREQ(copy, "asm_7");
+  EXPECT_EQ(mi_mem_int_strdup("mray", 44, nullptr), nullptr);
+  ASSERT_EQ(host::memory_in_use().size(), 2u);
+
+  block = static_cast<unsigned char*>(mi_mem_int_reallocate("mray", 45, block, 64));
+  ASSERT_NE(block, nullptr);
+  mi_mem_int_release("mray", 46, block);
+  mi_mem_int_release("mray", 47, copy);
+  mi_mem_int_release("mray", 48, nullptr);  // ignored
+  EXPECT_TRUE(host::memory_in_use().empty());
+  EXPECT_EQ(host::memory_release_faults(), 0u);
+
+  testing::internal::CaptureStderr();
+  mi_mem_int_release("mray", 99, copy);  // the second release of the same block
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(host::memory_release_faults(), 1u);
+  const std::vector<host::Message> messages = host::messages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].level, host::Level::error);
+  EXPECT_EQ(messages[0].text.rfind("mray:99: release of renderer memory that is not held", 0), 0u);
+}
+
+TEST(HostServices, MessagesAreKeptWithLevelAndPrintedWithoutOneTrailingNewline) {
+  host::clear_messages();
+  host::set_verbosity(3);
+  testing::internal::CaptureStderr();
+  mi_info("-->asm_exec()\n");
+  mi_debug("-->resolve option: render_pass name=%s", "beauty");  // above the verbosity
+  mi_error("-->horderaMray: %s cannot be loaded.", "x.cdl");
+  mi_warning("two\n\n");
+  const std::string printed = testing::internal::GetCapturedStderr();
+  host::set_verbosity(2);
+  EXPECT_EQ(
+      printed,
+      "info: -->asm_exec()\nerror: -->horderaMray: x.cdl cannot be loaded.\nwarning: two\n\n");
+  const std::vector<host::Message> messages = host::messages();
+  ASSERT_EQ(messages.size(), 4u);
+  EXPECT_EQ(messages[0].text, "-->asm_exec()\n");
+  EXPECT_EQ(messages[1].level, host::Level::debug);
+  EXPECT_EQ(messages[1].text, "-->resolve option: render_pass name=beauty");
+  EXPECT_EQ(messages[2].level, host::Level::error);
+  EXPECT_EQ(messages[3].text, "two\n\n");
+}
+
+TEST(HostServices, DatabaseAccessPinsAndUnpinBalances) {
+  const miTag tag = host::db_create_string("a.cdl x.apf 3");
+  EXPECT_EQ(mi_db_type(tag), miSCENE_STRING);
+  EXPECT_EQ(mi_db_size(tag), 14);
+  EXPECT_STREQ(static_cast<const char*>(mi_db_access(tag)), "a.cdl x.apf 3");
+  EXPECT_STREQ(static_cast<const char*>(mi_db_access(tag)), "a.cdl x.apf 3");
+  EXPECT_EQ(host::db_pins(tag), 2);
+  mi_db_unpin(tag);
+  mi_db_unpin(tag);
+  EXPECT_EQ(host::db_pins(tag), 0);
+
+  host::clear_messages();
+  testing::internal::CaptureStderr();
+  mi_db_unpin(tag);                              // more unpins than accesses
+  EXPECT_EQ(mi_db_access(tag + 1000), nullptr);  // no such element
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(host::db_pins(tag), 0);
+  ASSERT_EQ(host::messages().size(), 2u);
+  EXPECT_EQ(host::messages()[0].level, host::Level::error);
+  EXPECT_EQ(mi_db_type(0), miSCENE_NONE);
+  host::db_clear();  // gives the elements back, as the end of a session does
+}
+
+TEST(HostServices, GlobalLockIsReentrantForItsHolderAndExcludesOthers) {
+  const miLock lock = host::global_lock();
+  mi_lock(lock);
+  mi_lock(lock);  // the holder may take it again
+  EXPECT_EQ(host::lock_depth(lock), 2);
+  bool other_entered = false;
+  std::thread other([&] {
+    mi_lock(lock);
+    other_entered = true;
+    mi_unlock(lock);
+  });
+  mi_unlock(lock);
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_FALSE(other_entered);  // still held once
+  mi_unlock(lock);
+  other.join();
+  EXPECT_TRUE(other_entered);
+  EXPECT_EQ(host::lock_depth(lock), 0);
+
+  host::clear_messages();
+  testing::internal::CaptureStderr();
+  mi_unlock(lock);  // not held
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(host::messages().size(), 1u);
+}
+
+TEST(HostServices, OptionsAreReadByTypeThroughTheShaderInterface) {
+  host::StringOptions values = plugin_test::render_options("beauty", 1);
+  values["samples"].kind = host::OptionValue::Kind::integer;
+  values["samples"].integer = 4;
+  const miTag tag = host::create_string_options(values);
+
+  EXPECT_EQ(mi_get_shader_interface(2), nullptr);
+  mi::shader_v3::Interface* interface = mi_get_shader_interface(3);
+  ASSERT_NE(interface, nullptr);
+  mi::shader_v3::Options* options = interface->getOptions(tag);
+  interface->release();
+  ASSERT_NE(options, nullptr);
+  EXPECT_EQ(host::db_pins(tag), 1);
+
+  const char* text = nullptr;
+  EXPECT_TRUE(options->get("render_pass", &text));
+  EXPECT_STREQ(text, "beauty");
+  bool flag = false;
+  EXPECT_TRUE(options->get("motion_blur", &flag));
+  EXPECT_TRUE(flag);
+  int number = 0;
+  EXPECT_TRUE(options->get("motion_blur", &number));  // a boolean reads as an int
+  EXPECT_EQ(number, 1);
+  float scalar = 0;
+  EXPECT_TRUE(options->get("samples", &scalar));  // an int reads as a float
+  EXPECT_EQ(scalar, 4.0f);
+  // Wrong type or missing: false, and the value is left alone.
+  flag = true;
+  EXPECT_FALSE(options->get("render_pass", &flag));
+  EXPECT_FALSE(options->get("nothing", &flag));
+  EXPECT_TRUE(flag);
+  options->release();
+  EXPECT_EQ(host::db_pins(tag), 0);
+  EXPECT_EQ(host::shader_interface_objects_held(), 0);
+  host::db_clear();
 }
 
 class SceneDatabase : public testing::Test {
@@ -134,13 +272,10 @@ TEST_F(SceneDatabase, MisuseIsReportedAndTheRestIsKept) {
   EXPECT_TRUE(mi_api_poly_begin_tag(0, 999));  // not a material: begun without one
   for (int corner : {0, 1, 4, 3}) mi_api_poly_index_add(corner);  // 4 is out of range
   EXPECT_TRUE(mi_api_poly_end());
-  mi_api_poly_begin_tag(0, 0);
-  mi_api_poly_index_add(0), mi_api_poly_index_add(1);
-  EXPECT_FALSE(mi_api_poly_end());  // two corners: dropped
   mi_api_object_group_end();
   EXPECT_FALSE(mi_api_object_group_end());  // ended twice
   const miTag tag = mi_api_object_end();
-  EXPECT_EQ(errors(), 9);
+  EXPECT_EQ(errors(), 8);
 
   const host::ObjectData* data = host::view_object(tag);
   ASSERT_NE(data, nullptr);
@@ -310,6 +445,134 @@ TEST_F(SceneDatabase, DeclarationsVariablesScopesAndResults) {
   ASSERT_NE(group, nullptr);
   EXPECT_EQ(group->items, (std::vector<miTag>{items[0], items[1], items[2]}));
   EXPECT_EQ(errors(), 1);
+}
+
+class ObjectStore : public testing::Test {
+ protected:
+  void SetUp() override {
+    host::clear_scene();
+    host::clear_messages();
+    host::set_verbosity(0);
+  }
+  void TearDown() override { host::clear_scene(); }
+};
+
+TEST_F(ObjectStore, RunsStayWithTheirVertexAndPolygon) {
+  mi_api_object_begin(copy("runs"));
+  mi_api_object_group_begin(0.0);
+  add_vectors(20);
+  // Vertex 0: the motion vector comes first, the textures after it (out of the usual order).
+  mi_api_vertex_add(0);
+  EXPECT_TRUE(mi_api_vertex_motion_add(10));
+  EXPECT_TRUE(mi_api_vertex_tex_add(5, -1, -1));
+  EXPECT_TRUE(mi_api_vertex_tex_add(6, -1, -1));
+  EXPECT_TRUE(mi_api_vertex_motion_add(11));
+  // Vertex 1: none. Vertex 2: one texture, two motion steps. Vertex 3: a texture left out.
+  mi_api_vertex_add(1);
+  mi_api_vertex_add(2);
+  mi_api_vertex_tex_add(7, -1, -1);
+  mi_api_vertex_motion_add(12), mi_api_vertex_motion_add(13);
+  mi_api_vertex_add(3);
+  EXPECT_FALSE(mi_api_vertex_tex_add(20, -1, -1));
+  mi_api_vertex_motion_add(14);
+  // A polygon of two corners is dropped; the ones around it keep exactly their own corners.
+  mi_api_poly_begin_tag(1, 0);
+  for (int v : {0, 1, 2}) mi_api_poly_index_add(v);
+  mi_api_poly_end();
+  mi_api_poly_begin_tag(0, 0);
+  mi_api_poly_index_add(3), mi_api_poly_index_add(2);
+  EXPECT_FALSE(mi_api_poly_end());
+  mi_api_poly_begin_tag(0, 0);
+  for (int v : {3, 2, 1, 0}) mi_api_poly_index_add(v);
+  mi_api_poly_end();
+  mi_api_object_group_end();
+  const host::ObjectData* object = host::view_object(mi_api_object_end());
+  ASSERT_NE(object, nullptr);
+  EXPECT_EQ(errors(), 2);  // the texture out of range, the short polygon
+
+  const host::GroupData& group = object->groups.at(0);
+  ASSERT_EQ(group.vertices.size(), 4u);
+  EXPECT_EQ(list(group.textures(group.vertices[0])), (std::vector<int>{5, 6}));
+  EXPECT_EQ(list(group.motions(group.vertices[0])), (std::vector<int>{10, 11}));
+  EXPECT_TRUE(group.textures(group.vertices[1]).empty());
+  EXPECT_TRUE(group.motions(group.vertices[1]).empty());
+  EXPECT_EQ(list(group.textures(group.vertices[2])), std::vector<int>{7});
+  EXPECT_EQ(list(group.motions(group.vertices[2])), (std::vector<int>{12, 13}));
+  EXPECT_TRUE(group.textures(group.vertices[3]).empty());
+  EXPECT_EQ(list(group.motions(group.vertices[3])), std::vector<int>{14});
+  ASSERT_EQ(group.polygons.size(), 2u);
+  EXPECT_EQ(group.polygons[0].type, 1);
+  EXPECT_EQ(list(group.corners(group.polygons[0])), (std::vector<int>{0, 1, 2}));
+  EXPECT_EQ(list(group.corners(group.polygons[1])), (std::vector<int>{3, 2, 1, 0}));
+  EXPECT_EQ(group.polygon_corners.size(), 7u);  // nothing of the dropped polygon is left
+}
+
+TEST_F(ObjectStore, ObjectsOfDifferentSizesKeepTheirOwnGeometry) {
+  // Large, small, large again: each group starts with room for the one before it.
+  const int sizes[] = {3000, 4, 5000};
+  std::vector<const host::ObjectData*> objects;
+  for (int size : sizes) {
+    mi_api_object_begin(nullptr);
+    mi_api_object_group_begin(0.0);
+    add_vectors(size);
+    for (int v = 0; v < size; ++v) {
+      mi_api_vertex_add(size - 1 - v);
+      mi_api_vertex_motion_add(v);
+    }
+    for (int p = 0; p + 2 < size; p += 3) {
+      mi_api_poly_begin_tag(0, 0);
+      for (int k = 0; k < 3; ++k) mi_api_poly_index_add(p + k);
+      mi_api_poly_end();
+    }
+    mi_api_object_group_end();
+    objects.push_back(host::view_object(mi_api_object_end()));
+  }
+  EXPECT_EQ(errors(), 0);
+  for (size_t i = 0; i < objects.size(); ++i) {
+    const int size = sizes[i];
+    const host::GroupData& group = objects[i]->groups.at(0);
+    ASSERT_EQ(group.vectors.size(), size_t(size)) << i;
+    EXPECT_EQ(group.vectors.back().x, float(size - 1)) << i;
+    ASSERT_EQ(group.vertices.size(), size_t(size)) << i;
+    EXPECT_EQ(group.vertices.front().position, size - 1) << i;
+    EXPECT_EQ(group.vertices.back().position, 0) << i;
+    EXPECT_EQ(list(group.motions(group.vertices.back())), std::vector<int>{size - 1}) << i;
+    ASSERT_EQ(group.polygons.size(), size_t(size / 3)) << i;
+    EXPECT_EQ(list(group.corners(group.polygons.back())),
+              (std::vector<int>{size / 3 * 3 - 3, size / 3 * 3 - 2, size / 3 * 3 - 1}))
+        << i;
+  }
+}
+
+TEST_F(ObjectStore, MaterialTagIsCheckedAgainAfterTheDatabaseIsCleared) {
+  mi_api_material_begin(copy("skin"));
+  const miTag material = mi_api_material_end();
+  mi_api_object_begin(nullptr);
+  mi_api_object_group_begin(0.0);
+  EXPECT_TRUE(mi_api_poly_begin_tag(0, material));
+  mi_api_poly_end();
+  mi_api_object_group_end();
+  mi_api_object_end();
+  EXPECT_EQ(errors(), 1);  // the empty polygon only
+
+  // The same tag number names a string after the clear, which is no material.
+  host::clear_scene();
+  host::clear_messages();
+  ASSERT_EQ(host::db_create_string("not a material"), material);
+  mi_api_object_begin(nullptr);
+  mi_api_object_group_begin(0.0);
+  add_vectors(3);
+  for (int v = 0; v < 3; ++v) mi_api_vertex_add(v);
+  mi_api_poly_begin_tag(0, material);
+  for (int v = 0; v < 3; ++v) mi_api_poly_index_add(v);
+  mi_api_poly_end();
+  mi_api_object_group_end();
+  const host::ObjectData* object = host::view_object(mi_api_object_end());
+  ASSERT_NE(object, nullptr);
+  ASSERT_EQ(errors(), 1);
+  EXPECT_EQ(host::messages().front().text,
+            "mi_api_poly_begin_tag: tag " + std::to_string(material) + " is not a material\n");
+  EXPECT_EQ(object->groups.at(0).polygons.at(0).material, 0u);
 }
 
 }  // namespace

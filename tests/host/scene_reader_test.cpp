@@ -140,11 +140,4 @@ TEST(SceneReader, HostileTextGivesFewShortFaultsAndTheInstanceAfterItStillLoads)
   for (const std::string& error : scene.errors) EXPECT_LT(error.size(), 200u) << error;
 }
 
-TEST(SceneReader, UnreadableFileIsNamed) {
-  host::Scene scene;
-  EXPECT_FALSE(host::read_scene_file("/nonexistent/crowd.mi", &scene));
-  EXPECT_EQ(scene.errors,
-            std::vector<std::string>{"/nonexistent/crowd.mi: cannot open the scene file"});
-}
-
 }  // namespace

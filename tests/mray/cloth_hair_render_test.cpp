@@ -1,14 +1,12 @@
-// Cloth and hair drawn through the real render path: hordera.so loaded by the stand-in host, the
-// agent's cloth and hair caches written by the test, the objects read back from the host's scene
-// database. Every expected point is worked out by hand from the cache files and the hair recipe of
-// docs/cloth-hair.md. The engine keeps process-wide state, so each scenario runs in a child.
+// Cloth and hair drawn through hordera.so in the stand-in host, each scenario in a child process,
+// the objects read back from the scene database; every expected point is worked out by hand from
+// the cache files and the hair recipe of docs/cloth-hair.md.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <cmath>
 #include <filesystem>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -22,10 +20,7 @@
 
 namespace {
 
-// The indices of a run of a group's flat arrays, as a list to compare.
-std::vector<int> list(std::span<const int> run) {
-  return {run.begin(), run.end()};
-}
+using plugin_test::list;
 
 using ::testing::HasSubstr;
 using ::testing::Not;

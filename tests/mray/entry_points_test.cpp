@@ -1,12 +1,17 @@
-// The plug-in's entry points driven end to end: the real hordera.so, loaded with dlopen, through
-// the stand-in host linked into this test. The engine starts once per process, so every
-// scenario runs in a child process of its own.
+// The plug-in's entry points driven end to end through the stand-in host, each scenario in a child
+// process (the engine starts once per process); and its exports, exactly the names of its export
+// list, needing no RenderMan function.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,6 +28,7 @@
 
 namespace {
 
+using plugin_test::count_of;
 using plugin_test::in_child;
 using plugin_test::in_render;
 using plugin_test::message_texts;
@@ -40,12 +46,6 @@ host::SceneInstance agent(int id, const char* text) {
   return instance;
 }
 
-size_t count(const std::string& text, const std::string& part) {
-  size_t found = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
-  return found;
-}
-
 TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
   in_render([](host::Plugin& plugin, host::RenderSession& session) {
     testing::internal::CaptureStderr();
@@ -54,8 +54,8 @@ TEST(EntryPoints, EngineStartsOnceWhileEveryRenderRereadsTheOptions) {
     session.init_shader(&first);
     session.init_shader(&second);
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(count(printed, "hordera 4.1.18 initialised\nBuild: Windows  11:57 20/06/12\n"), 1u);
-    EXPECT_EQ(count(printed, "linked against mental ray version: mray-3.7.52.13\n"), 1u);
+    EXPECT_EQ(count_of(printed, "hordera 4.1.18 initialised\nBuild: Windows  11:57 20/06/12\n"), 1);
+    EXPECT_EQ(count_of(printed, "linked against mental ray version: mray-3.7.52.13\n"), 1);
 
     const std::vector<std::string> expected_debug = {"-->creating apf cache\n",
                                                      "-->resolve option: render_pass name=beauty",
@@ -176,7 +176,7 @@ TEST(EntryPoints, MissingCdlFileIsReportedByTheDriver) {
     session.call_geometry(agent(4, "lonely.cdl"));
     session.run_assemblies();
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(count(printed, "not enough parameters\n"), 1u);
+    EXPECT_EQ(count_of(printed, "not enough parameters\n"), 1);
     EXPECT_EQ(message_texts(host::Level::error),
               std::vector<std::string>{
                   "-->horderaMray: .cdl file name is missing from parameter string.\n"});
@@ -196,8 +196,8 @@ TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
     EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
     EXPECT_EQ(plugin->geometry(&result, nullptr, &block), miTRUE);
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(count(printed, "renderer function mi_info is missing"), 1u);
-    EXPECT_EQ(count(printed, "renderer function mi_mem_int_allocate is missing"), 1u);
+    EXPECT_EQ(count_of(printed, "renderer function mi_info is missing"), 1);
+    EXPECT_EQ(count_of(printed, "renderer function mi_mem_int_allocate is missing"), 1);
     EXPECT_EQ(result, miNULLTAG);
     EXPECT_TRUE(host::messages().empty());
 
@@ -212,6 +212,49 @@ TEST(EntryPoints, MissingRendererFunctionsAreSkippedAndNamedOnce) {
     ASSERT_NE(args, nullptr);
     EXPECT_STREQ(args->param_str, "a.cdl x.apf 1");
   });
+}
+
+std::set<std::string> listed_exports() {
+  std::set<std::string> names;
+  std::ifstream in(HORDERA_EXPORTS_PATH);
+  std::string line;
+  while (std::getline(in, line)) {
+    line = line.substr(0, line.find('#'));
+    const auto first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos) continue;
+    const auto last = line.find_last_not_of(" \t\r");
+    names.insert(line.substr(first, last - first + 1));
+  }
+  return names;
+}
+
+// The names in the plug-in's dynamic symbol table as `nm -D` lists them with `options`:
+// global and weak symbols, each without its version.
+std::set<std::string> dynamic_symbols(const std::string& options) {
+  std::set<std::string> names;
+  std::FILE* pipe = popen(("nm -D " + options + " " HORDERA_PLUGIN_PATH).c_str(), "r");
+  char line[1024];
+  while (pipe && std::fgets(line, sizeof line, pipe)) {
+    std::istringstream in(line);
+    const std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
+    if (words.size() < 2) continue;
+    const char type = words[words.size() - 2][0];
+    if (std::isupper(static_cast<unsigned char>(type)) || type == 'w' || type == 'v')
+      names.insert(words.back().substr(0, words.back().find('@')));
+  }
+  if (pipe) pclose(pipe);
+  return names;
+}
+
+// Every listed name is exported and nothing else; the RenderMan functions are looked up when
+// first used, so that a renderer without them still loads the plug-in.
+TEST(PluginExports, ExactlyTheListedNamesAreExportedAndNoRiFunctionIsNeeded) {
+  const std::set<std::string> listed = listed_exports();
+  ASSERT_FALSE(listed.empty());
+  EXPECT_EQ(dynamic_symbols("--defined-only"), listed);
+  const std::set<std::string> undefined = dynamic_symbols("--undefined-only");
+  ASSERT_FALSE(undefined.empty());  // the C library at least
+  for (const std::string& name : undefined) EXPECT_NE(0u, name.rfind("Ri", 0)) << name;
 }
 
 }  // namespace

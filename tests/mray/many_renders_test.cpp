@@ -1,7 +1,6 @@
-// A renderer process lives for a whole sequence of frames: the same crowd rendered a hundred
-// times in one process, each render a whole session (module handle, initialisation, every
-// assembly, exit, the database given back), must give the renderer all its memory back every
-// time and leave the process's heap where the first render left it.
+// A renderer process lives for a whole sequence of frames: a hundred whole renders of one crowd in
+// one process must give the renderer all its memory back and leave the heap where the first left
+// it.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/wait.h>
@@ -99,12 +98,9 @@ TEST(ManyRenders, EveryRenderGivesItsMemoryBack) {
       if (render == 0) after_first = heap;
       largest = std::max(largest, heap);
     }
-    // The first render loads the three agent types and their meshes, which the engine keeps for
-    // the life of the process, and fills the pose-cache cache. Later renders find them loaded
-    // and give back all they take but their render record, which the engine keeps (about 130
-    // bytes in five blocks, under 256 with the allocator's headers). The heap is measured to the
-    // byte; the slack of 1 KiB only spares the test an allocator's change of bookkeeping. An
-    // agent's worth of memory kept per render would exceed this by far.
+    // The first render loads the agent types, meshes and pose caches the engine keeps; later
+    // renders give back all they take but their render record (about 130 bytes in five blocks,
+    // under 256 with the allocator's headers). 1 KiB spares an allocator's change of bookkeeping.
     EXPECT_LE(largest, after_first + 99 * 256 + 1024)
         << "the heap grew by " << largest - after_first << " bytes over 99 renders";
   });

@@ -20,6 +20,7 @@
 #include "mray/ri_interface.h"
 #include "mray/rib_options.h"
 #include "mray/rib_shader.h"
+#include "tests/support/plugin_scenario.h"
 #include "tests/support/rib_reader.h"
 #include "tests/support/walker_fixture.h"
 
@@ -31,12 +32,8 @@ using ::testing::Not;
 namespace fs = std::filesystem;
 
 fs::path fixture_directory() {
-  static const fs::path directory = [] {
-    const char* base = std::getenv("TEST_TMPDIR");
-    fs::path path = fs::path(base != nullptr ? base : "/tmp") / "walker";
-    rib_test::write_walker(path);
-    return path;
-  }();
+  static const fs::path directory = fs::path(testing::TempDir()) / "walker";
+  static const std::string agent_file = rib_test::write_walker(directory);
   return directory;
 }
 
@@ -64,12 +61,7 @@ std::string walker_string(int id, const std::string& rest = "") {
          (dir / "frame.5.apf").string() + " 5" + rest;
 }
 
-int count_of(const std::string& text, const std::string& what) {
-  int count = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++count;
-  return count;
-}
-
+using plugin_test::count_of;
 using rib_test::expect_numbers;
 
 // Kept first: the warning is once per process, and later tests name passes.

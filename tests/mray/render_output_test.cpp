@@ -1,8 +1,7 @@
-// What the front-end hands to the renderer, read back from the stand-in host's scene database
-// (the host is linked into this test): whole agents rendered by the real hordera.so loaded with
-// dlopen, and shader calls and objects built by the front-end's own functions. The engine keeps
-// process-wide state, so every scenario runs in a child process. Fixtures (agent file, meshes,
-// weights, pose caches) are written by the tests; expected values are worked out by hand from them.
+// What the front-end hands to the renderer, read back from the stand-in host's scene database:
+// whole agents rendered by hordera.so, shader calls and objects built by the front-end's own
+// functions, each scenario in a child process, and the shader descriptions the calls are built
+// from taken apart; expected values are worked out by hand.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,10 +9,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <span>
 #include <string>
 #include <vector>
 
+#include "agent/agent.h"
 #include "agent/mesh.h"
 #include "host/memory.h"
 #include "host/messages.h"
@@ -24,6 +23,7 @@
 #include "mray/object_output.h"
 #include "mray/renderer_functions.h"
 #include "mray/shader_call.h"
+#include "mray/shader_description.h"
 #include "tests/support/crowd_fixture.h"
 #include "tests/support/files.h"
 #include "tests/support/plugin_scenario.h"
@@ -31,10 +31,7 @@
 
 namespace {
 
-// The indices of a run of a group's flat arrays, as a list to compare.
-std::vector<int> list(std::span<const int> run) {
-  return {run.begin(), run.end()};
-}
+using plugin_test::list;
 
 using ::testing::HasSubstr;
 
@@ -43,7 +40,7 @@ using plugin_test::in_render;
 using plugin_test::man;
 using plugin_test::message_texts;
 using plugin_test::names_of;
-using plugin_test::objects_of;
+using plugin_test::render_agents;
 using test_files::write_file;
 
 namespace fs = std::filesystem;
@@ -87,26 +84,28 @@ fs::path write_agent(const std::string& name) {
   return dir;
 }
 
-// Renders the instances in one render with these options; returns each assembly's result.
-std::vector<miTag> render(host::RenderSession& session, const host::StringOptions& settings,
-                          const std::vector<host::SceneInstance>& instances) {
-  session.init_shader(&settings);
-  for (const host::SceneInstance& each : instances) session.call_geometry(each);
-  std::vector<miTag> results;
-  for (const host::AssemblyRun& run : session.run_assemblies()) results.push_back(run.result);
-  return results;
-}
-
 miTag named(const std::string& name) {
   const auto names = host::view_names();
   const auto found = names.find(name);
   return found == names.end() ? miNULLTAG : found->second;
 }
 
-std::vector<double> numbers_of(const host::CallData& call, const std::string& parameter) {
-  for (const host::ParameterData& each : call.parameters)
-    if (each.name == parameter) return each.numbers;
-  return {};
+// The call's parameter of this name (an empty one when it has none).
+const host::ParameterData& parameter(const host::CallData* call, const std::string& name) {
+  static const host::ParameterData none{};
+  for (const host::ParameterData& each : call->parameters)
+    if (each.name == name) return each;
+  return none;
+}
+
+std::vector<double> numbers_of(const host::CallData& call, const std::string& name) {
+  return parameter(&call, name).numbers;
+}
+
+std::vector<std::string> parameter_names(const host::CallData& call) {
+  std::vector<std::string> names;
+  for (const host::ParameterData& each : call.parameters) names.push_back(each.name);
+  return names;
 }
 
 TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
@@ -114,15 +113,14 @@ TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
   in_render([&](host::Plugin&, host::RenderSession& session) {
     testing::internal::CaptureStderr();
     const std::string files = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
-    const std::vector<miTag> results =
-        render(session, plugin_test::render_options("beauty", 1),
-               {man(1, files + " 12"), man(2, files + " 12 red 0.5")});
+    const auto agents = render_agents(session, plugin_test::render_options("beauty", 1),
+                                      {man(1, files + " 12"), man(2, files + " 12 red 0.5")});
     testing::internal::GetCapturedStderr();
-    ASSERT_EQ(results.size(), 2u);
+    ASSERT_EQ(agents.size(), 2u);
     EXPECT_EQ(message_texts(host::Level::error), std::vector<std::string>{});
 
     // Objects in order: skinned body, the prop carried by the arm, the selector's third choice.
-    const auto first = objects_of(results[0]);
+    const auto& first = agents[0];
     ASSERT_EQ(names_of(first), (std::vector<std::string>{"body", "prop", "c"}));
     const host::ObjectData& body = *first[0];
     EXPECT_EQ(body.record.visible, 2);
@@ -160,7 +158,7 @@ TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
     EXPECT_EQ(prop.polygons.at(0).material, named("mat_1_3"));
 
     // Agent 2 has its own pose: the arm turned 90 degrees, the root at x = -4.
-    const auto second = objects_of(results[1]);
+    const auto& second = agents[1];
     ASSERT_EQ(names_of(second), (std::vector<std::string>{"body", "prop", "c"}));
     expect_vector(second[0]->groups.at(0).vectors[4], -5, 1, 0, "agent 2 point 4");
     EXPECT_EQ(second[0]->groups.at(0).polygons.at(0).material, named("mat_2_0"));
@@ -173,10 +171,8 @@ TEST(AgentOutput, APassWithMotionBlurGivesMaterialsObjectsAndMotionPerAgent) {
     const host::CallData* phong = host::view_call(skin->record.shader);
     ASSERT_NE(phong, nullptr);
     EXPECT_EQ(phong->declaration, "mib_illum_phong");
-    std::vector<std::string> order;
-    for (const host::ParameterData& each : phong->parameters) order.push_back(each.name);
-    EXPECT_EQ(order, (std::vector<std::string>{"ambience", "ambient", "diffuse", "specular",
-                                               "exponent", "mode"}));
+    EXPECT_EQ(parameter_names(*phong), (std::vector<std::string>{"ambience", "ambient", "diffuse",
+                                                                 "specular", "exponent", "mode"}));
     EXPECT_EQ(numbers_of(*phong, "diffuse"), (std::vector<double>{1, 0, 0}));
     EXPECT_EQ(numbers_of(*phong, "ambience"), (std::vector<double>{1, 1, 1}));
     EXPECT_EQ(numbers_of(*phong, "exponent"), std::vector<double>{50});
@@ -206,9 +202,9 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     const std::string words = (dir / "man.cdl").string() + " " + (dir / "frame.12.apf").string();
 
     // Matte (flags 7): not opaque, the one matte shader, the displacement still made.
-    std::vector<miTag> results = render(session, plugin_test::render_options("night", 0),
-                                        {man(1, words + " 12"), man(2, words + " 12")});
-    ASSERT_EQ(results.size(), 2u);
+    auto agents = render_agents(session, plugin_test::render_options("night", 0),
+                                {man(1, words + " 12"), man(2, words + " 12")});
+    ASSERT_EQ(agents.size(), 2u);
     EXPECT_EQ(host::view_variables()["hordera_matte_shader"], "true");
     EXPECT_EQ(host::view_declarations().count("hordera_matte"), 1u);
     const host::MaterialData* skin = host::view_material(named("mat_2_0"));
@@ -223,7 +219,7 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     ASSERT_NE(matte, nullptr);
     EXPECT_EQ(matte->declaration, "hordera_matte");
     EXPECT_TRUE(matte->parameters.empty());
-    const auto night = objects_of(results[0]);
+    const auto night = agents[0];
     ASSERT_FALSE(night.empty());
     EXPECT_EQ(night[0]->record.visible, 2);
     EXPECT_EQ(night[0]->record.shadow, 3);
@@ -232,17 +228,18 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     EXPECT_FALSE(night[0]->record.mbox_explicit);
 
     // Visible but casting no shadow (flags 1).
-    results = render(session, plugin_test::render_options("front", 0), {man(3, words + " 12")});
-    const auto front = objects_of(results.at(0));
+    agents =
+        render_agents(session, plugin_test::render_options("front", 0), {man(3, words + " 12")});
+    const auto front = agents.at(0);
     ASSERT_FALSE(front.empty());
     EXPECT_EQ(front[0]->record.visible, 2);
     EXPECT_EQ(front[0]->record.shadow, 0);
 
     // Matte alone (flags 4) does not take part; nor does a pass the agent file never names.
     host::clear_messages();
-    results = render(session, plugin_test::render_options("hidden", 0),
-                     {man(4, words + " 12"), man(5, words + " 12")});
-    EXPECT_EQ(results, (std::vector<miTag>{miNULLTAG, miNULLTAG}));
+    agents = render_agents(session, plugin_test::render_options("hidden", 0),
+                           {man(4, words + " 12"), man(5, words + " 12")});
+    EXPECT_EQ(agents, (std::vector<std::vector<const host::ObjectData*>>(2)));
     EXPECT_EQ(named("mat_4_0"), miNULLTAG);
     int unlocked = 0;
     for (const host::Message& message : host::messages())
@@ -250,9 +247,10 @@ TEST(AgentOutput, MatteFrontOnlyExcludedAndPasslessAgents) {
     EXPECT_EQ(unlocked, 1);
 
     // No pass: materials are still made, objects use "default_mtl" and are visible.
-    results = render(session, plugin_test::render_options(nullptr, 0), {man(6, words + " 12")});
+    agents =
+        render_agents(session, plugin_test::render_options(nullptr, 0), {man(6, words + " 12")});
     EXPECT_NE(named("mat_6_0"), miNULLTAG);
-    const auto passless = objects_of(results.at(0));
+    const auto passless = agents.at(0);
     ASSERT_EQ(passless.size(), 3u);
     EXPECT_EQ(passless[0]->record.visible, 2);
     EXPECT_EQ(passless[0]->record.shadow, 3);
@@ -273,17 +271,17 @@ TEST(AgentOutput, MissingPoseCachesAreReportedAndTheAgentIsDrawnInThePoseItHas) 
     // A pose cache that is missing, and one that has no record for agent 7: a warning each,
     // and the agent drawn in the pose it has (here its rest pose).
     testing::internal::CaptureStderr();
-    const std::vector<miTag> results =
-        render(session, plugin_test::render_options("beauty", 0),
-               {man(1, cdl + " " + (dir / "frame.99.apf").string() + " 99"),
-                man(7, cdl + " " + (dir / "frame.12.apf").string() + " 12")});
+    const auto agents =
+        render_agents(session, plugin_test::render_options("beauty", 0),
+                      {man(1, cdl + " " + (dir / "frame.99.apf").string() + " 99"),
+                       man(7, cdl + " " + (dir / "frame.12.apf").string() + " 12")});
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_THAT(printed, HasSubstr("Warning: Couldn't find APF file " +
                                    (dir / "frame.99.apf").string() + "\n"));
     EXPECT_THAT(printed, HasSubstr("Warning: Couldn't find APF file " +
                                    (dir / "frame.12.apf").string() + "\n"));
-    ASSERT_EQ(results.size(), 2u);
-    const auto rest = objects_of(results[1]);
+    ASSERT_EQ(agents.size(), 2u);
+    const auto& rest = agents[1];
     ASSERT_FALSE(rest.empty());
     expect_vector(rest[0]->groups.at(0).vectors[5], 1, 2, 0, "rest point 5");
   });
@@ -295,12 +293,6 @@ TEST(AgentOutput, MissingPoseCachesAreReportedAndTheAgentIsDrawnInThePoseItHas) 
 void use_own_front_end() {
   miSetModuleHandle(dlopen(nullptr, RTLD_NOW));
   host::declare_base_shaders();
-}
-
-const host::ParameterData* parameter(const host::CallData* call, const std::string& name) {
-  for (const host::ParameterData& each : call->parameters)
-    if (each.name == name) return &each;
-  return nullptr;
 }
 
 TEST(ShaderCall, EveryTypeCodeIsHandedOverAsTheRendererTakesIt) {
@@ -322,30 +314,29 @@ TEST(ShaderCall, EveryTypeCodeIsHandedOverAsTheRendererTakesIt) {
     EXPECT_EQ(call->declaration, "skin");
     EXPECT_EQ(call->name, "mat_1_0");
     EXPECT_EQ(named("mat_1_0"), tag);
-    std::vector<std::string> order;
-    for (const host::ParameterData& each : call->parameters) order.push_back(each.name);
-    EXPECT_EQ(order, (std::vector<std::string>{"base", "tint", "on", "count", "gain", "label",
-                                               "bump", "lights", "odd"}));
-    EXPECT_TRUE(parameter(call, "base")->connected);
-    EXPECT_EQ(parameter(call, "base")->text, "other");
-    EXPECT_EQ(parameter(call, "tint")->numbers, (std::vector<double>{1, 0.5, 0}));
-    EXPECT_EQ(parameter(call, "on")->numbers, std::vector<double>{1});
-    EXPECT_EQ(parameter(call, "count")->numbers, std::vector<double>{-2});
-    EXPECT_EQ(parameter(call, "gain")->numbers, std::vector<double>{0.25});
-    EXPECT_EQ(parameter(call, "label")->text, "left arm");
+    EXPECT_EQ(parameter_names(*call),
+              (std::vector<std::string>{"base", "tint", "on", "count", "gain", "label", "bump",
+                                        "lights", "odd"}));
+    EXPECT_TRUE(parameter(call, "base").connected);
+    EXPECT_EQ(parameter(call, "base").text, "other");
+    EXPECT_EQ(parameter(call, "tint").numbers, (std::vector<double>{1, 0.5, 0}));
+    EXPECT_EQ(parameter(call, "on").numbers, std::vector<double>{1});
+    EXPECT_EQ(parameter(call, "count").numbers, std::vector<double>{-2});
+    EXPECT_EQ(parameter(call, "gain").numbers, std::vector<double>{0.25});
+    EXPECT_EQ(parameter(call, "label").text, "left arm");
     // A scalar texture declared for the file, handed over by name.
-    EXPECT_EQ(parameter(call, "bump")->text, "maps_b_tif_tex");
+    EXPECT_EQ(parameter(call, "bump").text, "maps_b_tif_tex");
     const host::TextureData* texture = host::view_texture(named("maps_b_tif_tex"));
     ASSERT_NE(texture, nullptr);
     EXPECT_EQ(texture->kind, 1);
     EXPECT_EQ(texture->file, "maps/b.tif");
-    const host::ParameterData* lights = parameter(call, "lights");
-    ASSERT_EQ(lights->elements.size(), 2u);
-    EXPECT_EQ(lights->elements[0].text, "::key");
-    EXPECT_EQ(lights->elements[1].text, "::fill");
-    EXPECT_EQ(lights->elements[1].tag, named("fill"));
+    const host::ParameterData& lights = parameter(call, "lights");
+    ASSERT_EQ(lights.elements.size(), 2u);
+    EXPECT_EQ(lights.elements[0].text, "::key");
+    EXPECT_EQ(lights.elements[1].text, "::fill");
+    EXPECT_EQ(lights.elements[1].tag, named("fill"));
     // An unknown code gives the name only.
-    EXPECT_TRUE(parameter(call, "odd")->numbers.empty());
+    EXPECT_TRUE(parameter(call, "odd").numbers.empty());
     EXPECT_EQ(message_texts(host::Level::error), std::vector<std::string>{});
     // One debug message per parameter name and per value, "|" between messages.
     std::string traces;
@@ -458,6 +449,51 @@ TEST(ObjectOutput, SubdivisionMeshesIndexOneVertexPerPoint) {
     EXPECT_TRUE(reported);
     mesh_free(mesh);
   });
+}
+
+using Words = std::vector<std::string_view>;
+
+TEST(ShaderDescription, WordsKeepBracketedAndQuotedGroupsWhole) {
+  EXPECT_EQ(mray::split_description(
+                "\"mib_illum_phong\" \"diffuse\" 2 [0.8 0.2 0.1]\t\"exponent\" 9 [20]"),
+            (Words{"\"mib_illum_phong\"", "\"diffuse\"", "2", "[0.8 0.2 0.1]", "\"exponent\"", "9",
+                   "[20]"}));
+  // A quoted group holds blanks and brackets; a bracketed group holds quotes.
+  EXPECT_EQ(mray::split_description(" \"my shader\"  \"maps\" 21 [\"a b\" \"c\"] "),
+            (Words{"\"my shader\"", "\"maps\"", "21", "[\"a b\" \"c\"]"}));
+  // A group left open runs to the end instead of past it.
+  EXPECT_EQ(mray::split_description("\"s\" \"p\" 9 [1 2"), (Words{"\"s\"", "\"p\"", "9", "[1 2"}));
+  EXPECT_EQ(mray::split_description("\"unterminated name"), (Words{"\"unterminated name"}));
+  EXPECT_TRUE(mray::split_description(" \t ").empty());
+}
+
+TEST(ShaderDescription, ValuesBetweenSingleQuotesComeFromTheAgent) {
+  Agent* type = new_agent_type("expander");
+  new_userVar(type, "height")->value = 1.5f;
+  new_userVar(type, "variant")->value = 3;
+  std::string error;
+  EXPECT_EQ(mray::expand_description(
+                "\"s\" \"k\" 9 ['height * 2'] \"map\" 13 [\"skin_'variant'.tif\"]", type, &error),
+            "\"s\" \"k\" 9 [3] \"map\" 13 [\"skin_3.tif\"]");
+  EXPECT_EQ(error, "");
+  // Values keep every digit a float holds, and no more.
+  EXPECT_EQ(mray::expand_description("['height / 3'] ['0.1'] ['-1e-7']", type),
+            "[0.5] [0.1] [-1e-07]");
+  // An expression that cannot be read gives 0 and says which; a lone quote stays as written.
+  EXPECT_EQ(mray::expand_description("['height +'] it's", type, &error), "[0] it's");
+  EXPECT_THAT(error, HasSubstr("'height +'"));
+  // An unknown variable reads 0, as everywhere in agent files.
+  EXPECT_EQ(mray::expand_description("'nothing'", type), "0");
+  EXPECT_EQ(mray::expand_description("no quotes at all", nullptr), "no quotes at all");
+}
+
+TEST(ShaderDescription, NumberListsAndImageFileNames) {
+  EXPECT_EQ(mray::number_items("[ 2 3 ]"), (std::vector<float>{2, 3}));
+  EXPECT_EQ(mray::number_items("[abc 4]"), (std::vector<float>{0, 4}));
+  EXPECT_EQ(mray::quoted_items("[\"a\" \"b c\" \"\"]"), (std::vector<std::string>{"a", "b c", ""}));
+  EXPECT_TRUE(mray::is_image_file_name("/a/b.SKIN.Map"));
+  EXPECT_FALSE(mray::is_image_file_name("maps/skin.tiff.bak"));
+  EXPECT_FALSE(mray::is_image_file_name("dir.tif/file"));
 }
 
 }  // namespace

@@ -1,30 +1,24 @@
-// A small crowd of three agent types written to disk, for the suites that render whole scenes
-// through the real plug-in: "man" (two segments, a skinned body of two quads, a prop carried by
-// the arm, a material shaded by a description with a texture and an expression), "dog" (one
-// segment, one quad, a plain colour) and "ghost" (one triangle, in the "beauty" pass as matte,
-// flags 7). The agents take the types in turn (id 1 a man, 2 a dog, 3 a ghost, ...) and share one
-// pose cache per frame: frame 11 with every root at the origin, frame 12 with agent k's root at x =
-// k, so that motion blur has something to show.
+// A small crowd of three agent types written to disk, taken in turn by agents 1, 2, 3, ...: "man"
+// (a skinned body, a prop on the arm, a described material), "dog" (one quad) and "ghost" (a matte
+// triangle). Frame 11 has every root at the origin, frame 12 agent k's root at x = k.
 #pragma once
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "host/render_session.h"
 #include "host/scene_dump.h"
 #include "host/scene_reader.h"
+#include "tests/support/files.h"
 
 namespace crowd_test {
 
 namespace fs = std::filesystem;
 
-inline void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using test_files::write_file;
 
 inline const char* const type_names[] = {"man", "dog", "ghost"};
 
@@ -102,6 +96,20 @@ inline host::SceneInstance instance_of(int id, const std::string& param_str) {
 // The parameter string of agent `id` of the crowd in `dir`, posed from frame 12.
 inline std::string param_str_of(const fs::path& dir, int id) {
   return (dir / (type_of(id) + ".cdl")).string() + " " + (dir / "frame.12.apf").string() + " 12";
+}
+
+// Writes the crowd in `dir` as the scene file `dir`/crowd.mi, rendered in the "beauty" pass with
+// motion blur; returns its path.
+inline std::string write_crowd_scene(const fs::path& dir, int agents) {
+  std::string scene =
+      "options \"opt\"\n\"render_pass\" \"beauty\"\n\"motion_blur\" on\nend options\n";
+  for (int id = 1; id <= agents; ++id)
+    scene += "instance \"" + type_of(id) + "_" + std::to_string(id) +
+             "_inst\" geometry \"hordera_mray\"( \"id\" " + std::to_string(id) +
+             ", \"paramStr\" \"" + param_str_of(dir, id) +
+             "\", \"bbox_min\" -2 -2 -2, \"bbox_max\" 20 3 2 ) end instance\n";
+  write_file(dir / "crowd.mi", scene + "render \"root\" \"cam\" \"opt\"\n");
+  return (dir / "crowd.mi").string();
 }
 
 // The crowd in `dir` as a scene rendered in the "beauty" pass with motion blur.

@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -109,10 +110,22 @@ inline std::vector<std::vector<const host::ObjectData*>> render_agents(
   return agents;
 }
 
+// The indices of a run of a group's flat arrays, as a list to compare.
+inline std::vector<int> list(std::span<const int> run) {
+  return {run.begin(), run.end()};
+}
+
 inline std::vector<std::string> names_of(const std::vector<const host::ObjectData*>& objects) {
   std::vector<std::string> names;
   for (const host::ObjectData* object : objects) names.push_back(object->name);
   return names;
+}
+
+// How many times `part` occurs in `text`, overlapping occurrences included.
+inline int count_of(const std::string& text, const std::string& part) {
+  int found = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
+  return found;
 }
 
 // The texts of the renderer messages at this level, in order.

@@ -17,9 +17,9 @@ struct Value {
   bool is_list = false;
   bool is_string = false;
   double number = 0;
-  std::string text;
-  std::vector<double> numbers;       // a list of numbers
-  std::vector<std::string> strings;  // a list of strings
+  std::string text{};
+  std::vector<double> numbers{};       // a list of numbers
+  std::vector<std::string> strings{};  // a list of strings
 };
 
 struct Request {
@@ -63,9 +63,13 @@ inline bool starts_number(char c) {
   return std::isdigit(static_cast<unsigned char>(c)) || c == '-' || c == '+' || c == '.';
 }
 
-// The requests of `text`, in order; comments ("#" to the end of the line) are skipped.
+// The requests of `text`, in order; comments ("#" to the end of the line) are skipped, and so is
+// what is not RIB.
 inline std::vector<Request> parse_rib(std::string_view text) {
   std::vector<Request> requests;
+  const auto add = [&](Value value) {
+    if (!requests.empty()) requests.back().arguments.push_back(std::move(value));
+  };
   size_t at = 0;
   while (at < text.size()) {
     const char c = text[at];
@@ -74,38 +78,29 @@ inline std::vector<Request> parse_rib(std::string_view text) {
     } else if (c == '#') {
       while (at < text.size() && text[at] != '\n') ++at;
     } else if (c == '"') {
-      Value value;
-      value.is_string = true;
-      value.text = read_string(text, &at);
-      if (!requests.empty()) requests.back().arguments.push_back(value);
+      add({.is_string = true, .text = read_string(text, &at)});
     } else if (c == '[') {
-      Value value;
-      value.is_list = true;
-      ++at;
-      while (at < text.size() && text[at] != ']') {
-        if (std::isspace(static_cast<unsigned char>(text[at]))) {
-          ++at;
-        } else if (text[at] == '"') {
+      Value value{.is_list = true};
+      for (++at; at < text.size() && text[at] != ']';) {
+        if (text[at] == '"') {
           value.is_string = true;
           value.strings.push_back(read_string(text, &at));
         } else if (starts_number(text[at])) {
           value.numbers.push_back(read_number(text, &at));
         } else {
-          ++at;  // not RIB: skipped
+          ++at;
         }
       }
       ++at;
-      if (!requests.empty()) requests.back().arguments.push_back(value);
+      add(value);
     } else if (starts_number(c)) {
-      Value value;
-      value.number = read_number(text, &at);
-      if (!requests.empty()) requests.back().arguments.push_back(value);
+      add({.number = read_number(text, &at)});
     } else {
       Request request;
       while (at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])))
         request.keyword.push_back(text[at++]);
       if (request.keyword.empty())
-        ++at;  // not RIB: skipped
+        ++at;
       else
         requests.push_back(std::move(request));
     }

@@ -1,8 +1,6 @@
-// A small agent written to disk for the RenderMan tests: agent type "walker" with segments root
-// (rest at (0, 1, 0)) and arm (one unit above root), a red material (diffuse hsv 0 1 1), and one
-// quad skinned to them (points 0..2 to root, point 3 to arm), with texture coordinates and the
-// normal (0, 0, 1). Pose caches hold agents 3 and 12 for frames 4 and 5: root turned 90 degrees
-// about z and moved to (x, 1, 0), x = frame for agent 12 and frame + 10 for agent 3.
+// Agent type "walker" written to disk for the RenderMan tests: root (rest at (0, 1, 0)), arm above
+// it, a red material and one quad skinned to them. Pose caches of frames 4 and 5 turn root 90
+// degrees about z and move it to (x, 1, 0), x = frame for agent 12 and frame + 10 for agent 3.
 #pragma once
 
 #include <filesystem>
