@@ -2,11 +2,13 @@
 // with libdeflate, and streamed zlib kept for damaged data and files too large to hold.
 #include "base/file_buffer.h"
 
+#include <fcntl.h>
 #include <libdeflate.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -36,9 +38,17 @@ libdeflate_decompressor* decompressor() {
   return held.get();
 }
 
-bool is_directory(const char* path) {
-  struct stat info;
-  return stat(path, &info) == 0 && S_ISDIR(info.st_mode);
+// Reads up to `size` bytes, going on after short reads and interruptions; stops at the end of
+// the file or on an error.
+size_t read_fully(int file, void* into, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t got = ::read(file, static_cast<char*>(into) + done, size - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += size_t(got);
+  }
+  return done;
 }
 
 }  // namespace
@@ -61,28 +71,29 @@ bool FileBuffer::load(const char* path, bool compressed) {
   size_ = 0;
   damaged_ = false;
   if (bytes_ != nullptr) bytes_[0] = '\0';
-  if (path == nullptr || path[0] == '\0' || is_directory(path)) return false;
-  FILE* file = std::fopen(path, "rb");
-  if (file == nullptr) return false;
+  if (path == nullptr || path[0] == '\0') return false;
+  // One descriptor and one status call: stdio's buffer and a second stat cost as much as
+  // reading a small pose cache.
+  const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
   struct stat info;
-  size_t expected = fstat(fileno(file), &info) == 0 && info.st_size > 0 ? size_t(info.st_size) : 0;
-  // The raw bytes: the text itself, or the gzip data to inflate, held apart from the text.
-  thread_local std::unique_ptr<unsigned char[]> raw_holder;
-  thread_local size_t raw_capacity = 0;
-  unsigned char* raw = nullptr;
-  size_t raw_size = 0;
-  bool read_ok = true;
+  if (fstat(file, &info) != 0 || S_ISDIR(info.st_mode)) {
+    ::close(file);
+    return false;
+  }
+  const size_t expected = info.st_size > 0 ? size_t(info.st_size) : 0;
   if (!compressed) {
     // Read straight into the text buffer; a file that grows while read is taken in full.
+    bool read_ok = true;
     for (size_t want = expected + 1;; want *= 2) {
       if (!reserve(want)) {
         read_ok = false;
         break;
       }
-      size_ += std::fread(bytes_ + size_, 1, want - size_, file);
+      size_ += read_fully(file, bytes_ + size_, want - size_);
       if (size_ < want) break;
     }
-    std::fclose(file);
+    ::close(file);
     if (!read_ok) {
       size_ = 0;
       return read_through_stream(path);
@@ -90,13 +101,16 @@ bool FileBuffer::load(const char* path, bool compressed) {
     bytes_[size_] = '\0';
     return true;
   }
+  // The raw gzip data, held apart from the text in a buffer kept per thread.
+  thread_local std::unique_ptr<unsigned char[]> raw_holder;
+  thread_local size_t raw_capacity = 0;
   if (expected + 1 > raw_capacity) {
     raw_holder.reset(new (std::nothrow) unsigned char[expected + 1]);
     raw_capacity = raw_holder ? expected + 1 : 0;
   }
-  raw = raw_holder.get();
-  if (raw != nullptr) raw_size = std::fread(raw, 1, expected + 1, file);
-  std::fclose(file);
+  unsigned char* raw = raw_holder.get();
+  const size_t raw_size = raw != nullptr ? read_fully(file, raw, expected + 1) : 0;
+  ::close(file);
   // A file that changed size while read, or no memory for it: the stream reads it as it is.
   if (raw == nullptr || raw_size != expected) return read_through_stream(path);
   if (!is_gzip_member(raw, raw_size)) {
